@@ -1,0 +1,44 @@
+# Sigilo: build, test, sanitizers, fuzzing and the demo.
+#   make          install missing packages, configure and build into build/
+#   make check    build and run every test through CTest
+#   make demo     build and run sigilo on the demo documents with the demo trust list
+#   make asan     the whole suite under AddressSanitizer + UndefinedBehaviorSanitizer (clang)
+#   make fuzz     each libFuzzer target for FUZZ_SECONDS seconds (built by make asan)
+
+BUILD       ?= build
+ASAN_BUILD  ?= build-asan
+JOBS        ?= $(shell nproc 2>/dev/null || echo 2)
+FUZZ_SECONDS ?= 30
+CMAKE_FLAGS ?=
+
+.PHONY: all deps build check demo asan asan-build fuzz clean
+
+all: build
+
+deps:
+	@scripts/install-deps.sh
+
+build: deps
+	@cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_FLAGS) >/dev/null
+	@cmake --build $(BUILD) -j $(JOBS)
+
+check: build
+	@cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
+
+demo: build
+	@scripts/demo.sh $(BUILD)
+
+asan-build: deps
+	@CC=clang CXX=clang++ cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug \
+	  -DSIGILO_SANITIZE=ON -DSIGILO_FUZZ=ON $(CMAKE_FLAGS) >/dev/null
+	@cmake --build $(ASAN_BUILD) -j $(JOBS)
+
+asan: asan-build
+	@cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
+	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest --output-on-failure -j $(JOBS)
+
+fuzz: asan-build
+	@scripts/fuzz.sh $(ASAN_BUILD) $(FUZZ_SECONDS)
+
+clean:
+	rm -rf $(BUILD) $(ASAN_BUILD)
