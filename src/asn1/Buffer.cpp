@@ -1,0 +1,142 @@
+// Buffer storage, positions and the byte-level cursor.
+#include "asn1/Buffer.h"
+
+#include <cstring>
+#include <new>
+
+Buffer::Buffer() : data(nullptr), capacity(0), maxSize(0), readPos(0), writePos(0) {}
+
+Buffer::Buffer(unsigned int size) : Buffer() { reallocate(size); }
+
+Buffer::Buffer(Buffer* shape) : Buffer() {
+    if (shape == nullptr) return;
+    reallocate(shape->capacity);
+    maxSize = shape->maxSize;
+}
+
+Buffer::~Buffer() { delete[] data; }
+
+void Buffer::reallocate(unsigned int n) {
+    unsigned char* fresh = new unsigned char[static_cast<size_t>(n) + kBufferSlack]();
+    fresh[n] = kBufferGuardByte;
+    if (data != nullptr && writePos > 0) {
+        memcpy(fresh, data, writePos <= n ? writePos : n);
+    }
+    delete[] data;
+    data = fresh;
+    capacity = n;
+    maxSize = n;
+    if (writePos > n) writePos = n;
+    if (readPos > n) readPos = n;
+}
+
+void Buffer::enlarge(unsigned int n) {
+    if (maxSize >= n) return;
+    if (capacity >= n && data != nullptr) {
+        // The array is big enough already; only the bound was lowered.
+        maxSize = n;
+        return;
+    }
+    reallocate(n);
+}
+
+void Buffer::setMaxSize(unsigned int n) {
+    maxSize = n < capacity ? n : capacity;
+    if (readPos > maxSize) readPos = maxSize;
+}
+
+void Buffer::setWritePos(unsigned int n) { writePos = n < maxSize ? n : maxSize; }
+
+void Buffer::setReadPos(unsigned int n) { readPos = n < maxSize ? n : maxSize; }
+
+void Buffer::fromByteArray(const unsigned char* p, unsigned int n) {
+    if (p == nullptr) return;
+    readPos = writePos = 0;
+    enlarge(n);
+    // The read bound ends with the new content: nothing of an earlier content stays readable.
+    maxSize = n;
+    if (n > 0) memcpy(data, p, n);
+    writePos = n;
+}
+
+void Buffer::useByteArray(unsigned char* p, unsigned int n) {
+    data = p;
+    capacity = maxSize = (p == nullptr ? 0 : n);
+    readPos = 0;
+    writePos = capacity;
+}
+
+void Buffer::appendByteArray(const unsigned char* p, unsigned int n) {
+    if (p == nullptr) return;
+    writeBytes(p, n);
+}
+
+void Buffer::toByteArray(unsigned char** p, unsigned int* n) const {
+    *p = new unsigned char[writePos > 0 ? writePos : 1];
+    if (writePos > 0) memcpy(*p, data, writePos);
+    *n = writePos;
+}
+
+void Buffer::toByteArray(unsigned char** p, unsigned long* n) const {
+    unsigned int len = 0;
+    toByteArray(p, &len);
+    *n = len;
+}
+
+// ---- The bounded cursor ----
+
+const unsigned char* Buffer::take(unsigned int n) {
+    if (n > maxSize - readPos) return nullptr;
+    const unsigned char* p = data + readPos;
+    readPos += n;
+    return p;
+}
+
+// ---- Bytes ----
+
+// Sizes are 32 bits: a write that would pass 4 GiB is an allocation failure.
+static unsigned int grownSize(unsigned int pos, unsigned int n) {
+    if (n > 0xFFFFFFFFu - kBufferSlack - pos) throw std::bad_alloc();
+    return pos + n;
+}
+
+void Buffer::writeByte(unsigned char b) {
+    // Grows by a page at a time; encoders size the buffer first with getWrapLength.
+    if (writePos >= maxSize) enlarge(grownSize(writePos, 4096));
+    data[writePos++] = b;
+}
+
+unsigned char Buffer::readByte() {
+    const unsigned char* p = take(1);
+    return p != nullptr ? *p : kBufferGuardByte;
+}
+
+unsigned char Buffer::peekByte() { return peekByte(0); }
+
+unsigned char Buffer::peekByte(unsigned int offset) {
+    if (offset >= maxSize - readPos) return kBufferGuardByte;
+    return data[readPos + offset];
+}
+
+void Buffer::writeBytes(const unsigned char* p, unsigned int n) {
+    if (n == 0) return;
+    unsigned int end = grownSize(writePos, n);
+    if (end >= maxSize) enlarge(end);
+    memcpy(data + writePos, p, n);
+    writePos += n;
+}
+
+unsigned int Buffer::readBytes(unsigned char* p, unsigned int n) {
+    unsigned int left = maxSize - readPos;
+    if (n > left) n = left;
+    if (n > 0) memcpy(p, take(n), n);
+    return n;
+}
+
+unsigned char* Buffer::readBytes(unsigned int n) {
+    unsigned int left = maxSize - readPos;
+    if (n > left) n = left;
+    unsigned char* p = new unsigned char[n > 0 ? n : 1];
+    if (n > 0) memcpy(p, take(n), n);
+    return p;
+}
