@@ -4,7 +4,11 @@
 #ifndef SIGILO_XML_XMLFILE_H
 #define SIGILO_XML_XMLFILE_H
 
+#include <libxml/parser.h>
 #include <libxml/tree.h>
+#include <libxml/xpath.h>
+
+#include <vector>
 
 class Buffer;
 
@@ -48,6 +52,42 @@ public:
     const char* getXMLSubTree(unsigned char flat);
     const char* getXMLSubTree() { return getXMLSubTree(0); }
 
+    // ---- Reading ----
+    // Parses a file or the bytes of a buffer; on success the root becomes the current node.
+    // Input is outside data: no network access, no external entities, bounded depth.
+    unsigned char fromFile(const char* path);
+    unsigned char fromBuffer(Buffer* b);
+    // Push parsing for text that arrives in pieces; `last` ends the document.
+    unsigned char parse(const char* bytes, int length, unsigned char last);
+    // The last error of the push parser (or of the last load), or null / 0.
+    const char* getErrorMessage() const;
+    int getErrorCode() const;
+    int getErrorLineNum() const;
+
+    // Searches by local element name (prefixes play no part). findTag: the current node and its
+    // following siblings, each followed by its subtree, depth first. findSubTag: the same walk
+    // from the first child. findSiblingTag: from the next sibling. findLevelSubTag: the
+    // children only. A hit becomes current; a miss returns 0 and moves nothing.
+    unsigned char findTag(const char* name);
+    unsigned char findSubTag(const char* name);
+    unsigned char findSiblingTag(const char* name);
+    unsigned char findLevelSubTag(const char* name);
+    // Text of the current node, or of the first element found by the findSubTag walk (the
+    // current node stays). New strings to free with freeTagValue; null on a miss.
+    char* getTagValue();
+    char* getTagValue(const char* name);
+    char* getSubTagAttribute(const char* name, const char* attribute);
+    static void freeTagValue(char* value);
+    // The root becomes current.
+    void rewind();
+
+    void setBookmark();
+    // Pops the newest bookmark into the current node; 0 when there is none.
+    unsigned char goBookmark();
+    // Pops back to the newest bookmark on an element of that name, which becomes current; the
+    // stack is left alone when there is none.
+    unsigned char goBookmark(const char* name);
+
     xmlDocPtr _getDocument() const { return document; }
     xmlNodePtr _getCurrentNode() const { return current; }
     void _setCurrentNode(xmlNodePtr node) { current = node; }
@@ -55,12 +95,20 @@ public:
 
 private:
     xmlNodePtr addChild(xmlNodePtr node);
+    // Takes a freshly parsed document in place of the present one.
+    unsigned char adopt(xmlDocPtr parsed);
+    void dropNamespaces();
 
     Buffer* buffer;
     xmlDocPtr document;
     xmlNodePtr current;
     xmlChar* text;
     xmlChar* subTree;
+    // Every namespace node of the document, for the transforms' XPath contexts.
+    xmlXPathObjectPtr namespaces;
+    std::vector<xmlNodePtr> bookmarks;
+    xmlParserCtxtPtr pushContext;
+    xmlError lastError;
 };
 
 #endif

@@ -16,11 +16,19 @@ const xmlChar* X(const char* s) { return reinterpret_cast<const xmlChar*>(s); }
 
 XMLFile::XMLFile(Buffer* b)
     : buffer(b), document(xmlNewDoc(X("1.0"))), current(nullptr), text(nullptr),
-      subTree(nullptr) {}
+      subTree(nullptr), namespaces(nullptr), pushContext(nullptr), lastError() {}
 
 XMLFile::~XMLFile() {
     xmlFree(text);
     xmlFree(subTree);
+    dropNamespaces();
+    if (pushContext != nullptr) {
+        if (pushContext->myDoc != nullptr && pushContext->myDoc != document) {
+            xmlFreeDoc(pushContext->myDoc);
+        }
+        xmlFreeParserCtxt(pushContext);
+    }
+    xmlResetError(&lastError);
     xmlFreeDoc(document);
 }
 
