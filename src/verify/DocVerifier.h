@@ -1,0 +1,193 @@
+// DocVerifier: the verification engine. It classifies an input, loads it, walks its envelopes
+// and writes the verdicts into the report that the front end hands it.
+//
+// It holds its own copy of every switch, with the same defaults as the front end's globals: the
+// globals only state the switches in the report root, the copies here are what the checks read.
+// It keeps the last result code in errCode (NoError when the last thing judged was clean), and
+// owns its buffers, its logger and its times. The report tree is the caller's.
+//
+// The drivers of the envelope types whose engines are still to come (PKCS#7, CMS, time stamps,
+// TSD, PDF, XML signatures) already write their report element for the file, and then record
+// that the verification could not be done: errorMessage and status "KO", and a log line saying
+// why. None of them claims success.
+#ifndef SIGILO_VERIFY_DOCVERIFIER_H
+#define SIGILO_VERIFY_DOCVERIFIER_H
+
+#include <memory>
+#include <string>
+
+#include "asn1/Buffer.h"
+#include "verify/InputType.h"
+
+class CryptoDevice;
+class Logger;
+class OID;
+class SecureBuffer;
+class TrustStore;
+class X500Time;
+class XMLFile;
+
+class DocVerifier {
+public:
+    static constexpr unsigned int kWorkBufferSize = 16384;
+    static constexpr unsigned int kDocumentBufferSize = 4096;
+    // Bytes of a file that classification looks at, and of a buffer.
+    static constexpr unsigned int kFileHeadSize = 128;
+    static constexpr unsigned int kBufferHeadSize = 16;
+    // Longest name an inner envelope is written to.
+    static constexpr unsigned int kMaxPathSize = 4096;
+
+    // Neither object is owned; both must outlive the verifier.
+    DocVerifier(CryptoDevice* device, TrustStore* cache);
+    ~DocVerifier();
+
+    DocVerifier(const DocVerifier&) = delete;
+    DocVerifier& operator=(const DocVerifier&) = delete;
+
+    // Process-wide set-up, once before the first verifier is used.
+    static void init();
+
+    // ---- Switches ----
+    void setCheckCRLPKCS7(unsigned char on) { checkCRLPKCS7 = on; }
+    void setCheckCRLTS(unsigned char on) { checkCRLTS = on; }
+    void setCheckCACRL(unsigned char on) { checkCACRL = on; }
+    void setUseOCSP(unsigned char on) { useOCSP = on; }
+    void forceBase64(unsigned char on) { base64Output = on; }
+    void setCheckCertificateValidity(unsigned char on) { checkCertificateValidity = on; }
+    void setCheckSigningCertificateAttr(unsigned char on) { checkSigningCertificateAttr = on; }
+    void setCheckAugust2010Constraint(unsigned char on) { checkAugust2010 = on; }
+    void setErrorOnExpiredCRL(unsigned char on) { errorOnExpiredCRL = on; }
+    // 0 off, 1 weak, 2 strong.
+    void setCheckJuly2011Constraint(unsigned char mode) { checkJuly2011 = mode; }
+    // 0 off, 1 flattened, 2 nested.
+    void setCheckEncapSigs(unsigned char mode) { checkEncapSigs = mode; }
+
+    unsigned char getCheckCRLPKCS7() const { return checkCRLPKCS7; }
+    unsigned char getCheckCRLTS() const { return checkCRLTS; }
+    unsigned char getCheckCACRL() const { return checkCACRL; }
+    unsigned char getUseOCSP() const { return useOCSP; }
+    unsigned char getForceBase64() const { return base64Output; }
+    unsigned char getCheckCertificateValidity() const { return checkCertificateValidity; }
+    unsigned char getCheckSigningCertificateAttr() const { return checkSigningCertificateAttr; }
+    unsigned char getCheckAugust2010Constraint() const { return checkAugust2010; }
+    unsigned char getErrorOnExpiredCRL() const { return errorOnExpiredCRL; }
+    unsigned char getCheckJuly2011Constraint() const { return checkJuly2011; }
+    unsigned char getCheckEncapSigs() const { return checkEncapSigs; }
+
+    // ---- Server mode ----
+    // A name switches to server mode, null back to stand-alone.
+    void setServerName(const char* name);
+    // 0 keeps the server's own port.
+    void setServerPort(unsigned short port);
+    unsigned char isServerMode() const { return serverMode; }
+    const char* getServerName() const { return serverName.c_str(); }
+    unsigned short getServerPort() const { return serverPort; }
+    // Whether the verification server answers. The client of the server comes with the server
+    // work: until then this logs why and answers 0.
+    unsigned char checkServerStatus();
+
+    // ---- Time, log, report, result ----
+    // Discards the earlier time; keeps a copy of the new one only if it lies before now.
+    // Otherwise logs 5226 and returns 0. Null clears the time and returns 255.
+    unsigned char setVerificationTime(X500Time* time);
+    // A copy the caller deletes, or null.
+    X500Time* getVerificationTime() const;
+    void enableLog(unsigned char level);
+    void disableLog();
+    void setXMLOutput(XMLFile* report) { xmlOut = report; }
+    XMLFile* getXMLOutput() const { return xmlOut; }
+    unsigned long getErrCode() const { return errCode; }
+
+    // ---- Classification and loading ----
+    // Classifies a file by its first 128 bytes (and the whole file for PEM text).
+    InputType guessInputType(const char* path);
+    // Classifies bytes from the read position, which is left where it was.
+    InputType guessInputType(Buffer* buffer);
+    // The file into documentBuffer: DER as it is, anything else decoded from PEM.
+    unsigned char loadDoc(const char* path);
+    // The file into detachedBuffer as it is; true when it does not begin with "0", that is
+    // when it is not DER. An unreadable file leaves the buffer empty and gives 0.
+    unsigned char loadDetached(const char* path);
+
+    // ---- File drivers. Each adds its element for the file to the report. ----
+    unsigned char verifyPKCS7File(const char* input, const char* detached, const char* content);
+    unsigned char verifyCMSFile(const char* input, const char* detached, const char* content);
+    unsigned char verifyMIMEFile(const char* input, const char* extractStem, const char* content);
+    unsigned char verifyTSRFile(const char* input, const char* detached);
+    unsigned char verifyTSTFile(const char* input, const char* detached);
+    unsigned char verifyTSDFile(const char* input, const char* detached, const char* extractStem,
+                                const char* content);
+    unsigned char verifyPDFFile(const char* input, const char* content);
+    unsigned char verifyXMLFile(const char* input);
+    // A PKCS#7 envelope with its time stamp in a separate file.
+    unsigned char verifyDetachedTimeStamp(const char* input, const char* tsr, const char* content);
+    // The envelope in detachedBuffer, the time stamp in documentBuffer; the element of the
+    // envelope is open and is closed here.
+    unsigned char verifyDetachedTimeStamp(const char* content, unsigned char pem);
+
+    // ---- Extracted files ----
+    // The content of an envelope. The file is not truncated: a longer file of that name keeps
+    // its tail.
+    unsigned char savePlainData(const char* name, const unsigned char* data, unsigned int length);
+    // An inner envelope, to "<name>.sig<index>".
+    unsigned char saveSignedData(const char* name, int index, const unsigned char* data,
+                                 unsigned int length);
+
+    // A fresh work buffer after each file, so that one large input does not stay allocated.
+    void resetBuffer();
+
+    SecureBuffer* _getDocumentBuffer() const { return documentBuffer.get(); }
+    SecureBuffer* _getDetachedBuffer() const { return detachedBuffer.get(); }
+    SecureBuffer* _getWorkBuffer() const { return workBuffer.get(); }
+
+private:
+    // Stores the code, logs its text at level 3, and adds errorMessage and status "KO" to the
+    // open element of the report.
+    void fail(unsigned long code);
+    // The same for an envelope type whose verification engine is not part of this build, with a
+    // log line naming what is missing. Always 0.
+    unsigned char refuseUnavailable(unsigned long code, const char* what);
+    // Logs the input name (notice 4616) and loads it; a named detached document is recorded in
+    // the report and loaded too, otherwise detachedBuffer is emptied.
+    void loadInputs(const char* input, const char* detached);
+    void setAttribute(const char* name, const char* value);
+    // Steps 6 to 9 of classification, from the read position; the caller restores it.
+    InputType classifyEnvelope(Buffer* buffer);
+    // The content type inside a SignedData of a ContentInfo that starts at the read position.
+    unsigned char readEContentType(Buffer* buffer, OID* type);
+    // Opens a regular file for reading, or -1: a device or a pipe has no end to read to.
+    static int openRegularFile(const char* path);
+
+    unsigned long errCode;
+    unsigned char serverMode;
+    unsigned char allSignaturesOk;
+    unsigned char checkCRLPKCS7;
+    unsigned char checkCRLTS;
+    unsigned char checkCACRL;
+    unsigned char useOCSP;
+    unsigned char base64Output;
+    unsigned char checkCertificateValidity;
+    unsigned char checkSigningCertificateAttr;
+    unsigned char checkAugust2010;
+    unsigned char errorOnExpiredCRL;
+    unsigned char checkJuly2011;
+    unsigned char checkEncapSigs;
+
+    std::unique_ptr<SecureBuffer> workBuffer;
+    Buffer viewBuffer;
+    std::unique_ptr<SecureBuffer> documentBuffer;
+    std::unique_ptr<SecureBuffer> detachedBuffer;
+    std::unique_ptr<Logger> log;
+    XMLFile* xmlOut;
+    CryptoDevice* cryptoDevice;
+    TrustStore* cache;
+
+    std::string serverName;
+    unsigned short serverPort;
+
+    std::unique_ptr<X500Time> verificationTime;
+    std::unique_ptr<X500Time> lastTimeStampTime;
+    std::unique_ptr<X500Time> envelopeTimeStampTime;
+};
+
+#endif

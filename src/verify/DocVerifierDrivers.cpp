@@ -1,0 +1,195 @@
+// DocVerifier: the file drivers, one per input type.
+//
+// Each driver opens the report element of its file, with the attributes that name it, and loads
+// what the verification will need. The M7M driver also splits the message and writes the parts
+// out on request. The verification of the envelopes themselves (PKCS#7 and CMS signers, time
+// stamps, TSD, PDF and XML signatures) belongs to engines that this build does not have yet: the
+// drivers then record "not verified" with the closest message of the table, status "KO" and a
+// log line naming what is missing, and return 0. A file is never reported as good here.
+#include <string>
+
+#include "asn1/SecureBuffer.h"
+#include "frontend/Messages.h"
+#include "net/Logger.h"
+#include "verify/DocVerifier.h"
+#include "verify/MIME.h"
+#include "xml/XMLFile.h"
+
+void DocVerifier::loadInputs(const char* input, const char* detached) {
+    if (log) log->print(6, kNoteInputFile, "Input File: %s", input != nullptr ? input : "");
+    loadDoc(input);
+    if (detached != nullptr && *detached != 0) {
+        setAttribute("detachedDocument", detached);
+        if (log) log->print(6, kNoteDocument, "Documento: %s", detached);
+        loadDetached(detached);
+    } else {
+        detachedBuffer->rewind();
+    }
+}
+
+unsigned char DocVerifier::verifyPKCS7File(const char* input, const char* detached,
+                                           const char* /*content*/) {
+    if (xmlOut != nullptr) {
+        xmlOut->openTag("signedData");
+        setAttribute("filename", input);
+        setAttribute("filetype", "PKCS7 file");
+    }
+    loadInputs(input, detached);
+    errCode = NoError;
+    unsigned char result = refuseUnavailable(kErrSignatureNotVerified, "buste PKCS#7");
+    if (xmlOut != nullptr) xmlOut->closeTag();
+    return result;
+}
+
+unsigned char DocVerifier::verifyCMSFile(const char* input, const char* detached,
+                                         const char* /*content*/) {
+    if (xmlOut != nullptr) {
+        xmlOut->openTag("signedData");
+        setAttribute("filename", input);
+        setAttribute("filetype", "CMS file");
+    }
+    loadInputs(input, detached);
+    errCode = NoError;
+    unsigned char result = refuseUnavailable(kErrSignatureNotVerified, "buste CMS");
+    if (xmlOut != nullptr) xmlOut->closeTag();
+    return result;
+}
+
+unsigned char DocVerifier::verifyTSRFile(const char* input, const char* detached) {
+    if (xmlOut != nullptr) {
+        xmlOut->openTag("timeStamp");
+        setAttribute("filename", input);
+    }
+    loadInputs(input, detached);
+    errCode = NoError;
+    unsigned char result = refuseUnavailable(kErrTimeStampNotVerified, "marche temporali (TSR)");
+    if (xmlOut != nullptr) xmlOut->closeTag();
+    return result;
+}
+
+unsigned char DocVerifier::verifyTSTFile(const char* input, const char* detached) {
+    if (xmlOut != nullptr) {
+        xmlOut->openTag("timeStamp");
+        setAttribute("filename", input);
+    }
+    loadInputs(input, detached);
+    unsigned char result = refuseUnavailable(kErrTimeStampNotVerified, "marche temporali (TST)");
+    if (xmlOut != nullptr) xmlOut->closeTag();
+    return result;
+}
+
+unsigned char DocVerifier::verifyTSDFile(const char* input, const char* detached,
+                                         const char* /*extractStem*/, const char* /*content*/) {
+    if (xmlOut != nullptr) {
+        xmlOut->openTag("timeStamp");
+        setAttribute("filename", input);
+        setAttribute("filetype", "TSD file");
+    }
+    loadInputs(input, detached);
+    unsigned char result = refuseUnavailable(kErrTimeStampNotVerified, "file TSD");
+    if (xmlOut != nullptr) xmlOut->closeTag();
+    return result;
+}
+
+unsigned char DocVerifier::verifyPDFFile(const char* input, const char* /*content*/) {
+    if (xmlOut != nullptr) {
+        xmlOut->openTag("signedData");
+        setAttribute("filename", input);
+        setAttribute("filetype", "PDF file");
+    }
+    if (log) log->print(6, kNoteInputFile, "Input File: %s", input != nullptr ? input : "");
+    unsigned char result = refuseUnavailable(kErrSignatureNotVerified, "firme PDF");
+    if (xmlOut != nullptr) xmlOut->closeTag();
+    return result;
+}
+
+unsigned char DocVerifier::verifyXMLFile(const char* input) {
+    if (xmlOut != nullptr) {
+        xmlOut->openTag("signedData");
+        setAttribute("filename", input);
+        setAttribute("filetype", "XML file");
+    }
+    if (log) log->print(6, kNoteInputFile, "Input File: %s", input != nullptr ? input : "");
+    unsigned char result = refuseUnavailable(kErrSignatureNotVerified, "firme XML");
+    if (xmlOut != nullptr) xmlOut->closeTag();
+    return result;
+}
+
+unsigned char DocVerifier::verifyDetachedTimeStamp(const char* input, const char* tsr,
+                                                   const char* content) {
+    if (xmlOut != nullptr) {
+        xmlOut->openTag("signedData");
+        setAttribute("filename", input);
+    }
+    if (log) log->print(6, kNoteInputFile, "Input File: %s", input != nullptr ? input : "");
+    unsigned char pem = loadDetached(input);
+    // PEM text is decoded later, from a terminated string.
+    if (pem) detachedBuffer->writeByte(0);
+    loadDoc(tsr);
+    return verifyDetachedTimeStamp(content, pem);
+}
+
+unsigned char DocVerifier::verifyDetachedTimeStamp(const char* /*content*/, unsigned char /*pem*/) {
+    unsigned char result =
+        refuseUnavailable(kErrSignatureNotVerified, "buste con marca temporale separata");
+    if (xmlOut != nullptr) xmlOut->closeTag();
+    return result;
+}
+
+unsigned char DocVerifier::verifyMIMEFile(const char* input, const char* extractStem,
+                                          const char* content) {
+    if (xmlOut != nullptr) {
+        xmlOut->openTag("signedData");
+        setAttribute("filename", input);
+        setAttribute("filetype", "M7M file");
+    }
+    if (log) log->print(6, kNoteInputFile, "Input File: %s", input != nullptr ? input : "");
+    documentBuffer->rewind();
+    detachedBuffer->rewind();
+    MIME mime;
+    if (!mime.setFile(input)) {
+        fail(kErrUnreadableFile);
+        if (xmlOut != nullptr) xmlOut->closeTag();
+        return 0;
+    }
+    // The first part is the envelope, the second its time stamp.
+    unsigned char pem = 0;
+    if (mime.seekAttachment()) {
+        mime.readAttachment(detachedBuffer.get());
+        pem = mime.getReadPEM();
+    }
+    if (mime.seekAttachment()) {
+        mime.readAttachment(documentBuffer.get());
+        if (documentBuffer->getWritePos() > 0 && documentBuffer->_getData()[0] == 'M') {
+            documentBuffer->writeByte(0);
+            documentBuffer->decodePEM();
+        }
+    }
+
+    if (extractStem != nullptr && *extractStem != 0) {
+        // An empty part is not written: there is nothing to extract, and an empty file by that
+        // name would look like a result.
+        if (detachedBuffer->getWritePos() > 0) {
+            std::string name = std::string(extractStem) + ".p7m";
+            unsigned char written = base64Output && !pem
+                                        ? detachedBuffer->toPEMFile(name.c_str(), nullptr)
+                                        : detachedBuffer->toFile(name.c_str());
+            if (written) {
+                setAttribute("pkcs7", name.c_str());
+            } else if (log) {
+                log->print(6, kErrOutputFile, "%s", Messages::getText(kErrOutputFile));
+            }
+        }
+        if (documentBuffer->getWritePos() > 0) {
+            std::string name = std::string(extractStem) + ".tsr";
+            if (documentBuffer->toPEMFile(name.c_str(), nullptr)) {
+                setAttribute("tsr", name.c_str());
+            } else if (log) {
+                log->print(6, kErrOutputFile, "%s", Messages::getText(kErrOutputFile));
+            }
+        }
+    }
+    documentBuffer->setReadPos(0);
+    detachedBuffer->setReadPos(0);
+    return verifyDetachedTimeStamp(content, pem);
+}
