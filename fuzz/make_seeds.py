@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """Seeds the fuzz corpora from the test vectors: every `der` value of the .vec files under
-tests/data becomes one corpus file (named by its hash) of each listed target."""
+tests/data becomes one corpus file (named by its hash) of each listed target, and the input
+files listed in FILES are copied whole."""
 import glob
 import hashlib
 import os
@@ -11,11 +12,25 @@ TARGETS = {
     "ber": ["asn1/*.vec", "crypto/*.vec"],
     "der_roundtrip": ["crypto/*.vec", "asn1/ber_vectors.vec"],
 }
+# Whole files made by the test-data generators (tests/data/verify/gen_inputs.py).
+FILES = {
+    "classify": ["verify/*.p7m", "verify/*.p7s", "verify/*.tsr", "verify/*.tst",
+                 "verify/*.tsd", "verify/*.m7m", "verify/*.pdf", "verify/*.xml",
+                 "verify/*.txt", "verify/*.pem", "verify/*.bin"],
+    "mime": ["verify/*.m7m", "verify/mime_*.txt"],
+}
 # Indefinite forms that no DER vector has.
 EXTRA = {
     "ber": ["2480040101aa040102bbcc0000", "3180300906052b0e03021a05000000",
             "3080308000000000", "24060401aa0401bb"],
     "der_roundtrip": ["3180300906052b0e03021a05000000"],
+    # Messages with CR LF ends, a folded boundary, a false and a longer boundary, a cut part.
+    "mime": [m.encode().hex() for m in [
+        "MIME-Version: 1.0\r\nContent-Type: multipart/mixed;\r\n\tboundary=fr\r\n\r\n"
+        "--fr\r\nContent-Type: a/b\r\n\r\n0\x01\n-x\n--frx\r\n--fr \t\r\n"
+        "Content-Transfer-Encoding: base64\r\n\r\nMIIB\r\n--fr--\r\n",
+        "Mime-Version: 1.0\nContent-Type: multipart/mixed; boundary=\"b\"\n\n--b\n\n"
+        "prima\n--b\n\nseconda"]],
 }
 
 def hexes(pattern):
@@ -25,14 +40,20 @@ def hexes(pattern):
             if key.strip() in ("der", "header") and value.strip() not in ("", "-"):
                 yield value.strip()
 
-for target in (sys.argv[1:] or TARGETS):
+for target in (sys.argv[1:] or list(TARGETS) + list(FILES)):
     out = os.path.join(ROOT, "fuzz/corpus", target)
     os.makedirs(out, exist_ok=True)
     seeds = set(EXTRA.get(target, []))
-    for pattern in TARGETS[target]:
+    for pattern in TARGETS.get(target, []):
         seeds.update(hexes(pattern))
-    for h in seeds:
-        data = bytes.fromhex(h)
+    blobs = [bytes.fromhex(h) for h in seeds]
+    for pattern in FILES.get(target, []):
+        for path in sorted(glob.glob(os.path.join(ROOT, "tests/data", pattern))):
+            # Key files are no input anyone verifies; they stay out of the corpus.
+            if path.endswith("_key.pem"):
+                continue
+            blobs.append(open(path, "rb").read())
+    for data in blobs:
         with open(os.path.join(out, hashlib.sha1(data).hexdigest()[:16]), "wb") as f:
             f.write(data)
-    print(target, len(seeds))
+    print(target, len(blobs))
