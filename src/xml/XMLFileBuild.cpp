@@ -147,12 +147,17 @@ const char* XMLFile::getXML(unsigned char flat) {
     return reinterpret_cast<const char*>(text);
 }
 
+// The same two layouts as getXML: flat is one element a line without indentation, the other
+// form is indented.
 const char* XMLFile::getXMLSubTree(unsigned char flat) {
     xmlFree(subTree);
     subTree = nullptr;
     if (current == nullptr) return nullptr;
     xmlBufferPtr out = xmlBufferCreate();
-    xmlNodeDump(out, document, current, 0, flat ? 0 : 1);
+    int indent = xmlIndentTreeOutput;
+    xmlIndentTreeOutput = flat ? 0 : 1;
+    xmlNodeDump(out, document, current, 0, 1);
+    xmlIndentTreeOutput = indent;
     subTree = xmlStrdup(xmlBufferContent(out));
     xmlBufferFree(out);
     return reinterpret_cast<const char*>(subTree);

@@ -82,11 +82,29 @@ TEST(XMLFileBuild, CopiesAnotherReportAndReadsAttributes) {
     EXPECT_STREQ(id, "0000000A");
     xmlFree(id);
     EXPECT_EQ(std::string(outer.getXMLSubTree(1)),
-              "<signer id=\"0000000A\"><timeStamp><status>KO</status></timeStamp></signer>");
+              "<signer id=\"0000000A\">\n<timeStamp>\n<status>KO</status>\n</timeStamp>\n"
+              "</signer>");
+    EXPECT_EQ(std::string(outer.getXMLSubTree(0)),
+              "<signer id=\"0000000A\">\n  <timeStamp>\n    <status>KO</status>\n  "
+              "</timeStamp>\n</signer>");
     outer.closeTag();
     outer.closeTag();  // above the root: nothing to move to, no crash
     EXPECT_EQ(outer.getXMLSubTree(1), nullptr);
     EXPECT_FALSE(outer.setTagAttribute("x", "y"));
+}
+
+TEST(XMLFileBuild, RootAttributesSetAfterItsChildrenAndNullValues) {
+    Buffer b(64);
+    XMLFile x(&b);
+    x.openTag("sigilo");
+    x.insertTag("messageDigest", static_cast<const char*>(nullptr));
+    x.openTag("signer");
+    x.closeTag();
+    x.setTagAttribute("tsr", "a.tsr");
+    x.setTagValue(static_cast<const char*>(nullptr));
+    EXPECT_EQ(std::string(x.getXML(1)),
+              "<?xml version=\"1.0\"?>\n<sigilo tsr=\"a.tsr\">\n<messageDigest/>\n<signer/>\n"
+              "</sigilo>\n");
 }
 
 }  // namespace
