@@ -226,6 +226,28 @@ char* BigInteger::toString(int base) const {
     return copy;
 }
 
+// Two digits a byte, so that the text has the form openssl prints for a serial and does not
+// depend on how a library version trims a leading zero digit.
+char* BigInteger::printSerial(int base) const {
+    if (base == 10) return toString(10);
+    if (base != 16) return nullptr;
+    unsigned char* bytes;
+    unsigned long n;
+    toMinimalByteArray(&bytes, &n);
+    bool negative = BN_is_negative(bn) != 0;
+    char* text = new char[2 * n + 2];
+    char* out = text;
+    if (negative) *out++ = '-';
+    static const char kDigits[] = "0123456789ABCDEF";
+    for (unsigned long i = 0; i < n; ++i) {
+        *out++ = kDigits[bytes[i] >> 4];
+        *out++ = kDigits[bytes[i] & 0x0F];
+    }
+    *out = 0;
+    delete[] bytes;
+    return text;
+}
+
 bool BigInteger::fromString(const char* text, int base) {
     if (text == nullptr || *text == 0) return false;
     int used = 0;

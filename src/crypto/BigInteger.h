@@ -66,6 +66,12 @@ public:
     long toLong() const;
     // New text in base 10 or 16 (upper-case digits), or null for another base.
     char* toString(int base) const;
+    // The text of a serial number, shared by every class that prints one (certificates, CRL
+    // entries, issuer-and-serial records, key identifiers), because those texts are compared
+    // with strcmp: base 16 is two upper-case digits for each byte of the magnitude, most
+    // significant first, at least one byte ("00" for zero), with "-" in front of a negative
+    // value; base 10 is the decimal text. Any other base gives null. A new string.
+    char* printSerial(int base) const;
     bool fromString(const char* text, int base);
 
     // True unless the lax reader met redundant leading bytes.

@@ -102,5 +102,9 @@ unsigned char KeyInfo::unwrapASN1(Buffer* b) {
     delete[] bits;
     bits = nullptr;
     length = 0;
-    return b->readASN1BitString(&bits, &length, &unused, 0x03);
+    if (!b->readASN1BitString(&bits, &length, &unused, 0x03)) return 0;
+    // An empty BIT STRING is still a key field: kept as an empty array, it is written back as
+    // 03 01 00 and not as the NULL that an absent one gives.
+    if (bits == nullptr) bits = new unsigned char[1];
+    return 1;
 }
