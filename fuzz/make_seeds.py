@@ -11,6 +11,8 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 TARGETS = {
     "ber": ["asn1/*.vec", "crypto/*.vec"],
     "der_roundtrip": ["crypto/*.vec", "asn1/ber_vectors.vec"],
+    "pkix": ["pkix/*.vec"],
+    "cert_roundtrip": ["pkix/certs.vec"],
 }
 # Whole files made by the test-data generators (tests/data/verify/gen_inputs.py).
 FILES = {
@@ -31,13 +33,17 @@ EXTRA = {
         "Content-Transfer-Encoding: base64\r\n\r\nMIIB\r\n--fr--\r\n",
         "Mime-Version: 1.0\nContent-Type: multipart/mixed; boundary=\"b\"\n\n--b\n\n"
         "prima\n--b\n\nseconda"]],
+    # Name texts for the text parser, which reads the input as a C string.
+    "pkix": ["C=IT,O=Foo Srl,CN=Mario Rossi".encode().hex(),
+             " cn=a%b,\n\tST=RM,EMAIL=a@b.it,X=1,SERIALNUMBER=42".encode().hex(),
+             "O=a,OU=b,C=IT,CN=http://h/a b\x05".encode().hex()],
 }
 
 def hexes(pattern):
     for path in glob.glob(os.path.join(ROOT, "tests/data", pattern)):
         for line in open(path):
             key, _, value = line.partition("=")
-            if key.strip() in ("der", "header") and value.strip() not in ("", "-"):
+            if key.strip() in ("der", "header", "a", "b") and value.strip() not in ("", "-"):
                 yield value.strip()
 
 for target in (sys.argv[1:] or list(TARGETS) + list(FILES)):

@@ -87,6 +87,8 @@ TEST(KeyInfo, OtherAlgorithmsAndBadBitsGiveNoKey) {
     KeyInfo info;
     ASSERT_TRUE(info.unwrapASN1(garbage.get()));
     EXPECT_EQ(info.getKey(), nullptr);
+    // An empty key BIT STRING is written back as one, not as an absent field.
+    EXPECT_EQ(encode(info), fromHex("3012300d06092a864886f70d0101010500030100"));
     for (const char* hex : {"", "3000", "3005300306012a", "300f300d06092a864886f70d0101010500"}) {
         auto in = bufferOf(fromHex(hex));
         KeyInfo bad;

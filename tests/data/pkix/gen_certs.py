@@ -251,7 +251,9 @@ for aki, keyid, issuer, serial in [
         (x509.AuthorityKeyIdentifier(ca_ski.digest, issuer_gn, 1), ca_ski.digest, issuer_gn, 1),
         (x509.AuthorityKeyIdentifier(None, issuer_gn, 2**70 + 5), None, issuer_gn, 2**70 + 5)]:
     block(exts, "aki", der=aki.public_bytes().hex(), keyid=keyid.hex() if keyid else "",
-          issuer=names_text(issuer), serial="%X" % serial if serial is not None else "")
+          issuer=names_text(issuer),
+          serial=serial.to_bytes((serial.bit_length() + 7) // 8, "big").hex().upper()
+          if serial is not None else "")
 
 aia = x509.AuthorityInformationAccess([
     x509.AccessDescription(x509.oid.AuthorityInformationAccessOID.OCSP,
