@@ -9,8 +9,8 @@
 #include <string>
 
 #include "asn1/Buffer.h"
-#include "asn1/SecureBuffer.h"
 #include "asn1/OIDList.h"
+#include "asn1/SecureBuffer.h"
 #include "crypto/CryptoDevice.h"
 #include "pkix/AccessDescription.h"
 #include "pkix/AttributeValue.h"
@@ -52,6 +52,7 @@ void useName(const Name* name) {
     XMLFile xml(nullptr);
     xml.openTag("subject");
     copy->getXMLRepresentation(kNameLabelOIDs, kNameShortLabels, kNameLabelCount, &xml);
+    xml.getXMLSubTree(1);
     copy->toUTF8();
     delete[] copy->getShortUTF8String(kNameLabelOIDs, kNameShortLabels, kNameLabelCount);
     copy->isEqual(name);

@@ -79,5 +79,5 @@ unsigned char AccessDescription::unwrapASN1(Buffer* b) {
 unsigned char AuthorityInfoAccessSyntax::isEqual(int i, const char* dotted) const {
     const AccessDescription* d = _getElement(i);
     return d != nullptr && d->_getAccessMethod() != nullptr ? d->_getAccessMethod()->isEqual(dotted)
-                                                           : 0;
+                                                            : 0;
 }

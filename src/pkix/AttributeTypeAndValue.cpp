@@ -26,10 +26,14 @@ bool isWide(unsigned char t) {
     return t == Self::kUTF8String || t == Self::kUniversalString || t == Self::kBMPString;
 }
 
-bool isKnown(unsigned char t) { return t == Self::kBitString || isText(t) || isWide(t); }
+bool isKnown(unsigned char t) {
+    return t == Self::kBitString || isText(t) || isWide(t);
+}
 
 // Case-insensitive text types; the others compare exactly.
-bool ignoresCase(unsigned char t) { return t == Self::kPrintableString || t == Self::kIA5String; }
+bool ignoresCase(unsigned char t) {
+    return t == Self::kPrintableString || t == Self::kIA5String;
+}
 
 // Characters of a wide value of the given type, built from text (12 decodes UTF-8, the others
 // take each byte as a character).
@@ -87,11 +91,16 @@ bool fitsTypedForm(unsigned char t, const unsigned char* p, unsigned int n) {
 }  // namespace
 
 AttributeTypeAndValue::AttributeTypeAndValue()
-    : type(nullptr), valueType(0), bytes(nullptr), length(0), bitstringUnused(0), raw(false),
-      text(nullptr), wide(nullptr) {}
+    : type(nullptr),
+      valueType(0),
+      bytes(nullptr),
+      length(0),
+      bitstringUnused(0),
+      raw(false),
+      text(nullptr),
+      wide(nullptr) {}
 
-AttributeTypeAndValue::AttributeTypeAndValue(const char* t, const char* value,
-                                             unsigned char vt)
+AttributeTypeAndValue::AttributeTypeAndValue(const char* t, const char* value, unsigned char vt)
     : AttributeTypeAndValue() {
     setType(t);
     setValue(value, vt);
@@ -178,8 +187,7 @@ void AttributeTypeAndValue::setValue(const wchar_t* value, unsigned char vt) {
     if (value != nullptr && isWide(vt)) wide = wideFromChars(value, vt);
 }
 
-void AttributeTypeAndValue::setValue(const unsigned char* value, unsigned char vt,
-                                     unsigned int n) {
+void AttributeTypeAndValue::setValue(const unsigned char* value, unsigned char vt, unsigned int n) {
     clearValue();
     valueType = vt;
     if (value != nullptr && vt == kBitString) {
@@ -216,8 +224,7 @@ unsigned char AttributeTypeAndValue::isEqual(const AttributeTypeAndValue* other)
     return compare(other, false);
 }
 
-unsigned char AttributeTypeAndValue::isEqualWithWildcard(
-    const AttributeTypeAndValue* other) const {
+unsigned char AttributeTypeAndValue::isEqualWithWildcard(const AttributeTypeAndValue* other) const {
     return compare(other, true);
 }
 
@@ -388,7 +395,9 @@ unsigned char AttributeTypeAndValue::unwrapASN1(Buffer* b) {
 
 // ---- PKIAttributeTypeAndValue ----
 
-void PKIAttributeTypeAndValue::setValue(int value) { setValue(static_cast<long>(value)); }
+void PKIAttributeTypeAndValue::setValue(int value) {
+    setValue(static_cast<long>(value));
+}
 
 void PKIAttributeTypeAndValue::setValue(long value) {
     clearValue();

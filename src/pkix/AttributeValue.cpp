@@ -9,11 +9,17 @@ AttributeValue::AttributeValue(const unsigned char* p, unsigned int n) : Attribu
     setValue(p, n);
 }
 
-AttributeValue::~AttributeValue() { delete[] value; }
+AttributeValue::~AttributeValue() {
+    delete[] value;
+}
 
-AttributeValue* AttributeValue::clone() const { return new AttributeValue(value, valueLen); }
+AttributeValue* AttributeValue::clone() const {
+    return new AttributeValue(value, valueLen);
+}
 
-unsigned char* AttributeValue::getValue() const { return pkix::copyBytes(value, valueLen); }
+unsigned char* AttributeValue::getValue() const {
+    return pkix::copyBytes(value, valueLen);
+}
 
 void AttributeValue::setValue(const unsigned char* p, unsigned int n) {
     delete[] value;
@@ -21,7 +27,9 @@ void AttributeValue::setValue(const unsigned char* p, unsigned int n) {
     valueLen = p != nullptr ? n : 0;
 }
 
-unsigned int AttributeValue::getWrapLength(Buffer*) { return valueLen; }
+unsigned int AttributeValue::getWrapLength(Buffer*) {
+    return valueLen;
+}
 
 void AttributeValue::wrapASN1(Buffer* b) {
     if (value != nullptr && valueLen > 0) b->writeBytes(value, valueLen);

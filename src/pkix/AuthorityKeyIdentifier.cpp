@@ -5,7 +5,9 @@
 #include "pkix/ReadSteps.h"
 
 AuthorityKeyIdentifier::AuthorityKeyIdentifier()
-    : keyIdentifier(nullptr), keyIdentifierLen(0), authorityCertIssuer(nullptr),
+    : keyIdentifier(nullptr),
+      keyIdentifierLen(0),
+      authorityCertIssuer(nullptr),
       authorityCertSerialNumber(0UL) {}
 
 AuthorityKeyIdentifier::~AuthorityKeyIdentifier() {

@@ -48,8 +48,12 @@ void Certificate::setCertInfo(const CertificateInfo* info) {
     digest = nullptr;
 }
 
-CertificateInfo* Certificate::getCertInfo() const { return cloneOf(certInfo); }
-AlgorithmIdentifier* Certificate::getSignAlgorithm() const { return cloneOf(signAlgorithm); }
+CertificateInfo* Certificate::getCertInfo() const {
+    return cloneOf(certInfo);
+}
+AlgorithmIdentifier* Certificate::getSignAlgorithm() const {
+    return cloneOf(signAlgorithm);
+}
 
 void Certificate::setSignAlgorithm(const AlgorithmIdentifier* algorithm) {
     AlgorithmIdentifier* copy = cloneOf(algorithm);
@@ -62,7 +66,9 @@ void Certificate::setSignAlgorithm(const char* dotted) {
     signAlgorithm = dotted != nullptr ? new AlgorithmIdentifier(dotted) : nullptr;
 }
 
-Signature* Certificate::getSign() const { return cloneOf(sign); }
+Signature* Certificate::getSign() const {
+    return cloneOf(sign);
+}
 
 void Certificate::setSign(const Signature* s) {
     Signature* copy = cloneOf(s);
@@ -70,7 +76,9 @@ void Certificate::setSign(const Signature* s) {
     sign = copy;
 }
 
-DigestInfo* Certificate::getDigest() const { return cloneOf(digest); }
+DigestInfo* Certificate::getDigest() const {
+    return cloneOf(digest);
+}
 
 bool Certificate::isBEREncoded() const {
     return certInfo == nullptr || certInfo->isBEREncoded();
@@ -159,7 +167,9 @@ unsigned int Certificate::contentLength(Buffer* b) {
            (sign != nullptr ? sign->getWrapLength(b) : 0);
 }
 
-unsigned int Certificate::getWrapLength(Buffer* b) { return b->lenASN1Sequence(contentLength(b)); }
+unsigned int Certificate::getWrapLength(Buffer* b) {
+    return b->lenASN1Sequence(contentLength(b));
+}
 
 void Certificate::writeParts(Buffer* b) {
     b->writeASN1Sequence(contentLength(b));
@@ -168,7 +178,9 @@ void Certificate::writeParts(Buffer* b) {
     if (sign != nullptr) sign->wrapASN1(b);
 }
 
-void Certificate::wrapASN1(Buffer* b) { writeParts(b); }
+void Certificate::wrapASN1(Buffer* b) {
+    writeParts(b);
+}
 
 unsigned char Certificate::wrapASN1(SecureBuffer* b) {
     if (sign == nullptr) {
@@ -187,8 +199,7 @@ unsigned char Certificate::wrapASN1(SecureBuffer* b) {
     return 255;
 }
 
-unsigned char Certificate::wrapASN1(SecureBuffer* b, CryptoDevice* signer,
-                                    CryptoDevice* digester) {
+unsigned char Certificate::wrapASN1(SecureBuffer* b, CryptoDevice* signer, CryptoDevice* digester) {
     if (sign == nullptr) {
         if (certInfo == nullptr || signer == nullptr || digester == nullptr) return 0;
         unsigned int from = b->getWritePos();
@@ -201,8 +212,7 @@ unsigned char Certificate::wrapASN1(SecureBuffer* b, CryptoDevice* signer,
         if (!digestInfo) return 0;
         b->enlarge(from + digestInfo->getWrapLength(b));
         digestInfo->wrapASN1(b);
-        std::vector<unsigned char> encoded(b->_getData() + from,
-                                           b->_getData() + b->getWritePos());
+        std::vector<unsigned char> encoded(b->_getData() + from, b->_getData() + b->getWritePos());
         b->setWritePos(from);
         signer->setSignAlgorithm(signAlgorithm);
         Signature* made = pkix::signDigest(signer, encoded.data(), encoded.size());

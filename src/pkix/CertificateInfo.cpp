@@ -17,10 +17,21 @@
 #include "pkix/Validity.h"
 
 CertificateInfo::CertificateInfo()
-    : version(2), explicitVersion(0), serial(0UL), signAlg(nullptr), issuer(nullptr),
-      validity(nullptr), subject(nullptr), subjectPubKeyInfo(nullptr), issuerUniqueID(nullptr),
-      issuerUniqueIDLen(0), issuerUniqueIDUnused(0), subjectUniqueID(nullptr),
-      subjectUniqueIDLen(0), subjectUniqueIDUnused(0), extensions(nullptr) {}
+    : version(2),
+      explicitVersion(0),
+      serial(0UL),
+      signAlg(nullptr),
+      issuer(nullptr),
+      validity(nullptr),
+      subject(nullptr),
+      subjectPubKeyInfo(nullptr),
+      issuerUniqueID(nullptr),
+      issuerUniqueIDLen(0),
+      issuerUniqueIDUnused(0),
+      subjectUniqueID(nullptr),
+      subjectUniqueIDLen(0),
+      subjectUniqueIDUnused(0),
+      extensions(nullptr) {}
 
 CertificateInfo::~CertificateInfo() {
     delete signAlg;
@@ -53,7 +64,9 @@ CertificateInfo* CertificateInfo::clone() const {
     return copy;
 }
 
-char* CertificateInfo::printSerial(int base) const { return serial.printSerial(base); }
+char* CertificateInfo::printSerial(int base) const {
+    return serial.printSerial(base);
+}
 
 // ---- Accessors ----
 
@@ -69,24 +82,48 @@ static void replace(T*& field, const T* value) {
     field = copy;
 }
 
-AlgorithmIdentifier* CertificateInfo::getSignAlg() const { return cloneOf(signAlg); }
-void CertificateInfo::setSignAlg(const AlgorithmIdentifier* a) { replace(signAlg, a); }
+AlgorithmIdentifier* CertificateInfo::getSignAlg() const {
+    return cloneOf(signAlg);
+}
+void CertificateInfo::setSignAlg(const AlgorithmIdentifier* a) {
+    replace(signAlg, a);
+}
 
 void CertificateInfo::setSignAlg(const char* dotted) {
     delete signAlg;
     signAlg = dotted != nullptr ? new AlgorithmIdentifier(dotted) : nullptr;
 }
 
-Name* CertificateInfo::getIssuer() const { return cloneOf(issuer); }
-void CertificateInfo::setIssuer(const Name* name) { replace(issuer, name); }
-Validity* CertificateInfo::getValidity() const { return cloneOf(validity); }
-void CertificateInfo::setValidity(const Validity* v) { replace(validity, v); }
-Name* CertificateInfo::getSubject() const { return cloneOf(subject); }
-void CertificateInfo::setSubject(const Name* name) { replace(subject, name); }
-KeyInfo* CertificateInfo::getSubjectPubKey() const { return cloneOf(subjectPubKeyInfo); }
-void CertificateInfo::setSubjectPubKey(const KeyInfo* key) { replace(subjectPubKeyInfo, key); }
-ExtensionList* CertificateInfo::getExtensions() const { return cloneOf(extensions); }
-void CertificateInfo::setExtensions(const ExtensionList* list) { replace(extensions, list); }
+Name* CertificateInfo::getIssuer() const {
+    return cloneOf(issuer);
+}
+void CertificateInfo::setIssuer(const Name* name) {
+    replace(issuer, name);
+}
+Validity* CertificateInfo::getValidity() const {
+    return cloneOf(validity);
+}
+void CertificateInfo::setValidity(const Validity* v) {
+    replace(validity, v);
+}
+Name* CertificateInfo::getSubject() const {
+    return cloneOf(subject);
+}
+void CertificateInfo::setSubject(const Name* name) {
+    replace(subject, name);
+}
+KeyInfo* CertificateInfo::getSubjectPubKey() const {
+    return cloneOf(subjectPubKeyInfo);
+}
+void CertificateInfo::setSubjectPubKey(const KeyInfo* key) {
+    replace(subjectPubKeyInfo, key);
+}
+ExtensionList* CertificateInfo::getExtensions() const {
+    return cloneOf(extensions);
+}
+void CertificateInfo::setExtensions(const ExtensionList* list) {
+    replace(extensions, list);
+}
 
 unsigned char* CertificateInfo::getIssuerUniqueID() const {
     return pkix::copyBytes(issuerUniqueID, issuerUniqueIDLen);
@@ -166,7 +203,9 @@ char* CertificateInfo::getPrintableString() const {
 // The [0] element is written for a version other than the default, and for a default that
 // came spelled out. A negative version (never valid, but kept as read) is written too, so
 // that what was read re-encodes as it came.
-bool CertificateInfo::writesVersion() const { return explicitVersion != 0 || version != 0; }
+bool CertificateInfo::writesVersion() const {
+    return explicitVersion != 0 || version != 0;
+}
 
 unsigned int CertificateInfo::contentLength(Buffer* b) {
     unsigned int sum = 0;

@@ -19,9 +19,10 @@ namespace pkix {
 template <class D, class = void>
 struct HasDigestVerify : std::false_type {};
 template <class D>
-struct HasDigestVerify<D, std::void_t<decltype(std::declval<D&>().verify(
-                              std::declval<Signature*>(), std::declval<DigestInfo*>(),
-                              std::declval<KeyInfo*>()))>> : std::true_type {};
+struct HasDigestVerify<
+    D, std::void_t<decltype(std::declval<D&>().verify(
+           std::declval<Signature*>(), std::declval<DigestInfo*>(), std::declval<KeyInfo*>()))>>
+    : std::true_type {};
 
 template <class D, class = void>
 struct HasDataVerify : std::false_type {};

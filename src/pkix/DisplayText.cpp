@@ -22,7 +22,9 @@ DisplayText::DisplayText(unsigned char t, const char* value) : DisplayText() {
     setText(t, value);
 }
 
-DisplayText::~DisplayText() { delete[] text; }
+DisplayText::~DisplayText() {
+    delete[] text;
+}
 
 DisplayText* DisplayText::clone() const {
     DisplayText* copy = new DisplayText();
@@ -62,7 +64,9 @@ void DisplayText::setText(unsigned char t, const char* value) {
     length = value != nullptr ? static_cast<unsigned int>(strlen(value)) : 0;
 }
 
-bool DisplayText::isNext(Buffer* b) { return accepted(pkix::peekTag(b)); }
+bool DisplayText::isNext(Buffer* b) {
+    return accepted(pkix::peekTag(b));
+}
 
 unsigned int DisplayText::getWrapLength(Buffer* b) {
     return b->lenASN1Header(type, length) + length;

@@ -7,7 +7,10 @@
 #include "pkix/ReadSteps.h"
 
 DistributionPoint::DistributionPoint()
-    : distributionPoint(nullptr), reasons(kNoReasons), reasonsLength(0), reasonsUnused(0),
+    : distributionPoint(nullptr),
+      reasons(kNoReasons),
+      reasonsLength(0),
+      reasonsUnused(0),
       cRLIssuer(nullptr) {}
 
 DistributionPoint::~DistributionPoint() {
@@ -50,8 +53,8 @@ void DistributionPoint::setReasons(unsigned int value) {
         reasonsUnused = 0;
         return;
     }
-    reasons = ((value & 0xFF) << 24) | ((value & 0xFF00) << 8) | ((value >> 8) & 0xFF00) |
-              (value >> 24);
+    reasons =
+        ((value & 0xFF) << 24) | ((value & 0xFF00) << 8) | ((value >> 8) & 0xFF00) | (value >> 24);
     unsigned char wire[4];
     reasonBytes(wire);
     reasonsLength = 4;
@@ -120,7 +123,8 @@ unsigned char DistributionPoint::unwrapASN1(Buffer* b) {
         unsigned char unused;
         if (!b->readASN1BitString(&bits, &n, &unused, 0x81)) return 0;
         unsigned int value = 0;
-        for (unsigned int i = 0; i < n && i < 4; ++i) value |= static_cast<unsigned int>(bits[i]) << (8 * i);
+        for (unsigned int i = 0; i < n && i < 4; ++i)
+            value |= static_cast<unsigned int>(bits[i]) << (8 * i);
         delete[] bits;
         if (n > 4 || value == kNoReasons) return 0;
         reasons = value;

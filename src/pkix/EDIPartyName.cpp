@@ -17,8 +17,12 @@ EDIPartyName* EDIPartyName::clone() const {
     return copy;
 }
 
-char* EDIPartyName::getNameAssigner() const { return pkix::copyText(nameAssigner); }
-char* EDIPartyName::getPartyName() const { return pkix::copyText(partyName); }
+char* EDIPartyName::getNameAssigner() const {
+    return pkix::copyText(nameAssigner);
+}
+char* EDIPartyName::getPartyName() const {
+    return pkix::copyText(partyName);
+}
 
 void EDIPartyName::setNameAssigner(const char* text) {
     delete[] nameAssigner;
@@ -31,7 +35,8 @@ void EDIPartyName::setPartyName(const char* text) {
 }
 
 unsigned int EDIPartyName::contentLength(Buffer* b) {
-    return (nameAssigner != nullptr ? b->lenASN1(nameAssigner, static_cast<unsigned char>(0x80)) : 0) +
+    return (nameAssigner != nullptr ? b->lenASN1(nameAssigner, static_cast<unsigned char>(0x80))
+                                    : 0) +
            b->lenASN1(partyName, static_cast<unsigned char>(0x81));
 }
 

@@ -44,7 +44,9 @@ void Extension::setExtnId(const char* dotted) {
     extnId = dotted != nullptr ? new OID(dotted) : nullptr;
 }
 
-char* Extension::getExtnId() const { return extnId != nullptr ? extnId->getValue() : nullptr; }
+char* Extension::getExtnId() const {
+    return extnId != nullptr ? extnId->getValue() : nullptr;
+}
 
 unsigned char Extension::isEqual(const char* dotted) const {
     return extnId != nullptr ? extnId->isEqual(dotted) : 0;
@@ -64,7 +66,9 @@ void Extension::setExtnValue(const unsigned char* value, unsigned int length) {
     vlen = value != nullptr ? length : 0;
 }
 
-unsigned char* Extension::getExtnValue() const { return pkix::copyBytes(extnValue, vlen); }
+unsigned char* Extension::getExtnValue() const {
+    return pkix::copyBytes(extnValue, vlen);
+}
 
 void Extension::setCritical() {
     critical = 255;
@@ -91,28 +95,38 @@ struct Family {
     size_t count;
 };
 
-const NamedArc kPKIXArcs[] = {
-    {1, "authorityInfoAccess"}, {2, "biometricInfo"}, {3, "qcStatements"},
-    {11, "subjectInfoAccess"}};
+const NamedArc kPKIXArcs[] = {{1, "authorityInfoAccess"},
+                              {2, "biometricInfo"},
+                              {3, "qcStatements"},
+                              {11, "subjectInfoAccess"}};
 const NamedArc kOCSPArcs[] = {
     {5, "ocspNoCheck"}, {6, "ocspArchiveCutoff"}, {7, "ocspServiceLocator"}};
-const NamedArc kX509Arcs[] = {
-    {9, "subjectDirectoryAttributes"}, {14, "subjectKeyIdentifier"},
-    {15, "keyUsage"},                  {16, "privateKeyUsagePeriod"},
-    {17, "subjectAltName"},            {18, "issuerAltName"},
-    {19, "basicConstraints"},          {20, "cRLNumber"},
-    {21, "reasonCode"},                {23, "instructionCode"},
-    {24, "invalidityDate"},            {27, "deltaCRLIndicator"},
-    {28, "issuingDistributionPoint"},  {29, "certificateIssuer"},
-    {30, "nameConstraints"},           {31, "cRLDistributionPoints"},
-    {32, "certificatePolicies"},       {33, "policyMappings"},
-    {35, "authorityKeyIdentifier"},    {36, "policyConstraints"},
-    {37, "extKeyUsage"},               {60, "expiredCertsOnCRL"}};
-const NamedArc kNetscapeArcs[] = {
-    {1, "netscapeCertificateType"}, {2, "netscapeBaseURL"},
-    {3, "netscapeRevocationURL"},   {4, "netscapeCARevocationURL"},
-    {7, "netscapeCertRenewalURL"},  {8, "netscapeCAPolicyURL"},
-    {12, "netscapeSSLServerName"},  {13, "netscapeComment"}};
+const NamedArc kX509Arcs[] = {{9, "subjectDirectoryAttributes"},
+                              {14, "subjectKeyIdentifier"},
+                              {15, "keyUsage"},
+                              {16, "privateKeyUsagePeriod"},
+                              {17, "subjectAltName"},
+                              {18, "issuerAltName"},
+                              {19, "basicConstraints"},
+                              {20, "cRLNumber"},
+                              {21, "reasonCode"},
+                              {23, "instructionCode"},
+                              {24, "invalidityDate"},
+                              {27, "deltaCRLIndicator"},
+                              {28, "issuingDistributionPoint"},
+                              {29, "certificateIssuer"},
+                              {30, "nameConstraints"},
+                              {31, "cRLDistributionPoints"},
+                              {32, "certificatePolicies"},
+                              {33, "policyMappings"},
+                              {35, "authorityKeyIdentifier"},
+                              {36, "policyConstraints"},
+                              {37, "extKeyUsage"},
+                              {60, "expiredCertsOnCRL"}};
+const NamedArc kNetscapeArcs[] = {{1, "netscapeCertificateType"}, {2, "netscapeBaseURL"},
+                                  {3, "netscapeRevocationURL"},   {4, "netscapeCARevocationURL"},
+                                  {7, "netscapeCertRenewalURL"},  {8, "netscapeCAPolicyURL"},
+                                  {12, "netscapeSSLServerName"},  {13, "netscapeComment"}};
 
 const Family kFamilies[] = {
     {"1.3.6.1.5.5.7.1", kPKIXArcs, sizeof kPKIXArcs / sizeof kPKIXArcs[0]},
@@ -155,7 +169,9 @@ unsigned int Extension::contentLength(Buffer* b) {
     return sum + b->lenASN1(extnValue, vlen);
 }
 
-unsigned int Extension::getWrapLength(Buffer* b) { return b->lenASN1Sequence(contentLength(b)); }
+unsigned int Extension::getWrapLength(Buffer* b) {
+    return b->lenASN1Sequence(contentLength(b));
+}
 
 void Extension::wrapASN1(Buffer* b) {
     b->writeASN1Sequence(contentLength(b));
@@ -187,7 +203,9 @@ unsigned char Extension::unwrapASN1(Buffer* b) {
 
 // ---- ExtensionList ----
 
-unsigned char ExtensionList::delExtension(int i) { return pkix::deleteElement(this, i); }
+unsigned char ExtensionList::delExtension(int i) {
+    return pkix::deleteElement(this, i);
+}
 
 unsigned char ExtensionList::substituteExtension(int i, const Extension* e) {
     return pkix::substituteElement(this, i, e);

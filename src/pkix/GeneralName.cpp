@@ -14,10 +14,18 @@
 #include "pkix/ReadSteps.h"
 
 GeneralName::GeneralName()
-    : choice(0), otherName(nullptr), text(nullptr), bytes(nullptr), bytesLen(0),
-      directoryName(nullptr), ediPartyName(nullptr), registeredID(nullptr) {}
+    : choice(0),
+      otherName(nullptr),
+      text(nullptr),
+      bytes(nullptr),
+      bytesLen(0),
+      directoryName(nullptr),
+      ediPartyName(nullptr),
+      registeredID(nullptr) {}
 
-GeneralName::~GeneralName() { clear(); }
+GeneralName::~GeneralName() {
+    clear();
+}
 
 void GeneralName::clear() {
     delete otherName;
@@ -69,8 +77,12 @@ void GeneralName::setOtherName(const OtherName* name) {
     otherName = name != nullptr ? name->clone() : nullptr;
 }
 
-void GeneralName::setRfc822Name(const char* value) { setText(kRfc822Name, value); }
-void GeneralName::setDNSName(const char* value) { setText(kDNSName, value); }
+void GeneralName::setRfc822Name(const char* value) {
+    setText(kRfc822Name, value);
+}
+void GeneralName::setDNSName(const char* value) {
+    setText(kDNSName, value);
+}
 
 void GeneralName::setX400Address(const char* value) {
     setBytes(kX400Address, reinterpret_cast<const unsigned char*>(value),
@@ -141,9 +153,15 @@ OtherName* GeneralName::getOtherName() const {
     return choice == kOtherName && otherName != nullptr ? otherName->clone() : nullptr;
 }
 
-char* GeneralName::getRfc822Name() const { return textOf(kRfc822Name); }
-char* GeneralName::getDNSName() const { return textOf(kDNSName); }
-char* GeneralName::getUniformResourceIdentifier() const { return textOf(kURI); }
+char* GeneralName::getRfc822Name() const {
+    return textOf(kRfc822Name);
+}
+char* GeneralName::getDNSName() const {
+    return textOf(kDNSName);
+}
+char* GeneralName::getUniformResourceIdentifier() const {
+    return textOf(kURI);
+}
 
 char* GeneralName::getX400Address() const {
     if (choice != kX400Address || bytes == nullptr) return nullptr;
@@ -158,8 +176,7 @@ unsigned int GeneralName::getX400AddressLen() const {
 }
 
 Name* GeneralName::getDirectoryName() const {
-    return choice == kDirectoryName && directoryName != nullptr ? directoryName->clone()
-                                                                : nullptr;
+    return choice == kDirectoryName && directoryName != nullptr ? directoryName->clone() : nullptr;
 }
 
 const Name* GeneralName::_getDirectoryName() const {
@@ -174,11 +191,12 @@ unsigned char* GeneralName::getIPAddress() const {
     return choice == kIPAddress ? pkix::copyBytes(bytes, bytesLen) : nullptr;
 }
 
-unsigned int GeneralName::getIPAddressLen() const { return choice == kIPAddress ? bytesLen : 0; }
+unsigned int GeneralName::getIPAddressLen() const {
+    return choice == kIPAddress ? bytesLen : 0;
+}
 
 char* GeneralName::getRegisteredID() const {
-    return choice == kRegisteredID && registeredID != nullptr ? registeredID->getValue()
-                                                              : nullptr;
+    return choice == kRegisteredID && registeredID != nullptr ? registeredID->getValue() : nullptr;
 }
 
 // ---- BER ----
@@ -277,13 +295,17 @@ unsigned char GeneralName::unwrapASN1(Buffer* b) {
 
 // ---- GeneralNameList ----
 
-unsigned char GeneralNameList::delGeneralName(int i) { return pkix::deleteElement(this, i); }
+unsigned char GeneralNameList::delGeneralName(int i) {
+    return pkix::deleteElement(this, i);
+}
 
 unsigned char GeneralNameList::substituteGeneralName(int i, const GeneralName* g) {
     return pkix::substituteElement(this, i, g);
 }
 
-unsigned char GeneralNameList::unwrapASN1(Buffer* b) { return read(kSequenceTag, b, true); }
+unsigned char GeneralNameList::unwrapASN1(Buffer* b) {
+    return read(kSequenceTag, b, true);
+}
 
 unsigned char GeneralNameList::unwrapASN1(unsigned char tag, Buffer* b) {
     return read(tag, b, false);

@@ -5,8 +5,13 @@
 #include "pkix/ReadSteps.h"
 
 IssuingDistPointSyntax::IssuingDistPointSyntax()
-    : distributionPoint(nullptr), onlyContainsUserCerts(0), onlyContainsCACerts(0),
-      onlySomeReasons(nullptr), reasonsLen(0), reasonsUnused(0), indirectCRL(0),
+    : distributionPoint(nullptr),
+      onlyContainsUserCerts(0),
+      onlyContainsCACerts(0),
+      onlySomeReasons(nullptr),
+      reasonsLen(0),
+      reasonsUnused(0),
+      indirectCRL(0),
       onlyContainsAttributeCerts(0) {}
 
 IssuingDistPointSyntax::~IssuingDistPointSyntax() {

@@ -11,9 +11,13 @@ ISO4217CurrencyCode::ISO4217CurrencyCode(const char* code) : ISO4217CurrencyCode
     setAlphabetic(code);
 }
 
-ISO4217CurrencyCode::ISO4217CurrencyCode(int code) : ISO4217CurrencyCode() { setNumeric(code); }
+ISO4217CurrencyCode::ISO4217CurrencyCode(int code) : ISO4217CurrencyCode() {
+    setNumeric(code);
+}
 
-ISO4217CurrencyCode::~ISO4217CurrencyCode() { delete[] alphabetic; }
+ISO4217CurrencyCode::~ISO4217CurrencyCode() {
+    delete[] alphabetic;
+}
 
 ISO4217CurrencyCode* ISO4217CurrencyCode::clone() const {
     ISO4217CurrencyCode* copy = new ISO4217CurrencyCode();
@@ -22,7 +26,9 @@ ISO4217CurrencyCode* ISO4217CurrencyCode::clone() const {
     return copy;
 }
 
-char* ISO4217CurrencyCode::getAlphabetic() const { return pkix::copyText(alphabetic); }
+char* ISO4217CurrencyCode::getAlphabetic() const {
+    return pkix::copyText(alphabetic);
+}
 
 void ISO4217CurrencyCode::setAlphabetic(const char* code) {
     delete[] alphabetic;
@@ -68,9 +74,13 @@ MonetaryValue::MonetaryValue(const ISO4217CurrencyCode* code, int a, int e)
     setCurrency(code);
 }
 
-MonetaryValue::~MonetaryValue() { delete currency; }
+MonetaryValue::~MonetaryValue() {
+    delete currency;
+}
 
-MonetaryValue* MonetaryValue::clone() const { return new MonetaryValue(currency, amount, exponent); }
+MonetaryValue* MonetaryValue::clone() const {
+    return new MonetaryValue(currency, amount, exponent);
+}
 
 ISO4217CurrencyCode* MonetaryValue::getCurrency() const {
     return currency != nullptr ? currency->clone() : nullptr;

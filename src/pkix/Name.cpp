@@ -12,13 +12,15 @@
 
 Name::Name() : rdns(nullptr) {}
 
-Name::Name(const char* text, unsigned char type, const char* const* oids,
-           const char* const* labels, int count)
+Name::Name(const char* text, unsigned char type, const char* const* oids, const char* const* labels,
+           int count)
     : Name() {
     setValue(text, type, oids, labels, count);
 }
 
-Name::~Name() { delete rdns; }
+Name::~Name() {
+    delete rdns;
+}
 
 Name* Name::clone() const {
     Name* copy = new Name();
@@ -40,8 +42,8 @@ RelativeDistinguishedNameList* Name::getRDNSequence() const {
 static bool holdsText(unsigned char t) {
     return t == AttributeTypeAndValue::kOctetString || t == AttributeTypeAndValue::kUTF8String ||
            t == AttributeTypeAndValue::kPrintableString || t == AttributeTypeAndValue::kT61String ||
-           t == AttributeTypeAndValue::kIA5String ||
-           t == AttributeTypeAndValue::kUniversalString || t == AttributeTypeAndValue::kBMPString;
+           t == AttributeTypeAndValue::kIA5String || t == AttributeTypeAndValue::kUniversalString ||
+           t == AttributeTypeAndValue::kBMPString;
 }
 
 // The type a parsed value gets: some attributes have a fixed string type.

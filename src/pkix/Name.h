@@ -20,8 +20,8 @@ class Name {
 public:
     Name();
     // Parses the text as setValue does; the name stays empty when nothing results.
-    Name(const char* text, unsigned char type, const char* const* oids,
-         const char* const* labels, int count);
+    Name(const char* text, unsigned char type, const char* const* oids, const char* const* labels,
+         int count);
     ~Name();
 
     Name(const Name&) = delete;
@@ -74,20 +74,17 @@ public:
     // "    %s: %s\n" with the dotted OID and the value.
     char* getPrintableString() const;
     // "\t%s: %s\n" with the label, or the dotted OID when the table has none.
-    char* getPrintableString(const char* const* oids, const char* const* labels,
-                             int count) const;
+    char* getPrintableString(const char* const* oids, const char* const* labels, int count) const;
     // "label=value" joined by ","; "??=value" for an OID the table lacks.
     char* getPrintableShortString(const char* const* oids, const char* const* labels,
                                   int count) const;
     // The same three with UTF-8 values.
     char* getUTF8String() const;
     char* getUTF8String(const char* const* oids, const char* const* labels, int count) const;
-    char* getShortUTF8String(const char* const* oids, const char* const* labels,
-                             int count) const;
+    char* getShortUTF8String(const char* const* oids, const char* const* labels, int count) const;
     // "<label>\n\tvalue\n</label>\n" for each attribute, or
     // "<oid value = \"dotted\">\n\tvalue\n</oid>\n"; UTF-8 values with &, < and > escaped.
-    char* getXMLRepresentation(const char* const* oids, const char* const* labels,
-                               int count) const;
+    char* getXMLRepresentation(const char* const* oids, const char* const* labels, int count) const;
     // One element for each attribute under the current node of the report: the label holding
     // the UTF-8 value, or "oid" with the attribute "value" holding the dotted OID.
     unsigned char getXMLRepresentation(const char* const* oids, const char* const* labels,

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "asn1/OID.h"
+#include "asn1/UTF8.h"
 #include "pkix/Name.h"
 #include "pkix/ReadSteps.h"
 #include "xml/XMLFile.h"
@@ -34,6 +35,47 @@ std::string valueText(const AttributeTypeAndValue* a, bool utf8) {
     std::unique_ptr<char[]> v(utf8 ? a->getUTF8String() : a->getPrintable());
     if (!v && !utf8) v.reset(a->getUTF8String());
     return v ? std::string(v.get()) : std::string();
+}
+
+// Whether the bytes are well-formed UTF-8: no stray continuation bytes, no overlong forms, no
+// surrogates, nothing beyond U+10FFFF.
+bool isUTF8(const std::string& s) {
+    size_t n = s.size();
+    for (size_t i = 0; i < n;) {
+        unsigned char c = static_cast<unsigned char>(s[i]);
+        size_t extra;
+        if (c < 0x80) {
+            extra = 0;
+        } else if (c >= 0xC2 && c <= 0xDF) {
+            extra = 1;
+        } else if (c >= 0xE0 && c <= 0xEF) {
+            extra = 2;
+        } else if (c >= 0xF0 && c <= 0xF4) {
+            extra = 3;
+        } else {
+            return false;
+        }
+        if (extra > n - i - 1) return false;
+        for (size_t k = 1; k <= extra; ++k) {
+            if ((static_cast<unsigned char>(s[i + k]) & 0xC0) != 0x80) return false;
+        }
+        unsigned char next = extra > 0 ? static_cast<unsigned char>(s[i + 1]) : 0;
+        if ((c == 0xE0 && next < 0xA0) || (c == 0xED && next > 0x9F) ||
+            (c == 0xF0 && next < 0x90) || (c == 0xF4 && next > 0x8F)) {
+            return false;
+        }
+        i += extra + 1;
+    }
+    return true;
+}
+
+// The report is UTF-8: a narrow value that does not decode as UTF-8 (a PrintableString or
+// T61String holding bytes of a Latin alphabet) is read as Latin-1, as the normalisation does.
+std::string reportText(const AttributeTypeAndValue* a) {
+    std::string value = valueText(a, true);
+    if (isUTF8(value)) return value;
+    std::unique_ptr<char[]> converted(UTF8::encode(value.c_str()));
+    return converted ? std::string(converted.get()) : std::string();
 }
 
 std::string escapeXML(const std::string& s) {
@@ -68,31 +110,29 @@ void eachAttribute(const RelativeDistinguishedNameList* rdns, Visit visit) {
     }
 }
 
-char* render(const RelativeDistinguishedNameList* rdns, Form form, bool utf8,
-             const Labels& table) {
+char* render(const RelativeDistinguishedNameList* rdns, Form form, bool utf8, const Labels& table) {
     std::string out;
     eachAttribute(rdns, [&](const AttributeTypeAndValue* a, const std::string& dotted) {
-        std::string value = valueText(a, utf8);
+        std::string value = form == Form::kXML ? reportText(a) : valueText(a, utf8);
         const char* label = table.find(dotted.c_str());
         switch (form) {
             case Form::kDotted:
                 out += "    " + dotted + ": " + value + "\n";
                 break;
             case Form::kLabelled:
-                out += "\t" + (label != nullptr ? std::string(label) : dotted) + ": " + value +
-                       "\n";
+                out +=
+                    "\t" + (label != nullptr ? std::string(label) : dotted) + ": " + value + "\n";
                 break;
             case Form::kShort:
-                out += (label != nullptr ? std::string(label) : std::string("??")) + "=" +
-                       value + ",";
+                out +=
+                    (label != nullptr ? std::string(label) : std::string("??")) + "=" + value + ",";
                 break;
             case Form::kXML:
                 if (label != nullptr) {
-                    out += "<" + std::string(label) + ">\n\t" + escapeXML(value) + "\n</" +
-                           label + ">\n";
+                    out += "<" + std::string(label) + ">\n\t" + escapeXML(value) + "\n</" + label +
+                           ">\n";
                 } else {
-                    out += "<oid value = \"" + dotted + "\">\n\t" + escapeXML(value) +
-                           "\n</oid>\n";
+                    out += "<oid value = \"" + dotted + "\">\n\t" + escapeXML(value) + "\n</oid>\n";
                 }
                 break;
         }
@@ -140,7 +180,7 @@ unsigned char Name::getXMLRepresentation(const char* const* oids, const char* co
     if (xml == nullptr) return 0;
     Labels table{oids, labels, count};
     eachAttribute(rdns, [&](const AttributeTypeAndValue* a, const std::string& dotted) {
-        std::string value = valueText(a, true);
+        std::string value = reportText(a);
         const char* label = table.find(dotted.c_str());
         if (label != nullptr) {
             xml->insertTag(label, value.c_str());

@@ -40,7 +40,9 @@ OtherName* OtherName::clone() const {
     return copy;
 }
 
-char* OtherName::getTypeID() const { return typeID != nullptr ? typeID->getValue() : nullptr; }
+char* OtherName::getTypeID() const {
+    return typeID != nullptr ? typeID->getValue() : nullptr;
+}
 
 void OtherName::setTypeID(const char* dotted) {
     delete typeID;

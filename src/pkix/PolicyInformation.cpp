@@ -10,8 +10,7 @@
 // ---- PolicyQualifierInfo ----
 
 PolicyQualifierInfo::PolicyQualifierInfo()
-    : policyQualifierId(nullptr), cpsURI(nullptr), userNotice(nullptr), raw(nullptr),
-      rawLen(0) {}
+    : policyQualifierId(nullptr), cpsURI(nullptr), userNotice(nullptr), raw(nullptr), rawLen(0) {}
 
 PolicyQualifierInfo::~PolicyQualifierInfo() {
     delete policyQualifierId;
@@ -46,7 +45,9 @@ unsigned char PolicyQualifierInfo::isEqual(const char* dotted) const {
     return policyQualifierId != nullptr ? policyQualifierId->isEqual(dotted) : 0;
 }
 
-char* PolicyQualifierInfo::getCPSuri() const { return pkix::copyText(cpsURI); }
+char* PolicyQualifierInfo::getCPSuri() const {
+    return pkix::copyText(cpsURI);
+}
 
 UserNotice* PolicyQualifierInfo::getUserNotice() const {
     return userNotice != nullptr ? userNotice->clone() : nullptr;

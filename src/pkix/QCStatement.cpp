@@ -36,8 +36,7 @@ void SemanticsInformation::setSemanticsIdentifier(const char* dotted) {
 }
 
 GeneralNameList* SemanticsInformation::getNameRegistrationAuthorities() const {
-    return nameRegistrationAuthorities != nullptr ? nameRegistrationAuthorities->clone()
-                                                  : nullptr;
+    return nameRegistrationAuthorities != nullptr ? nameRegistrationAuthorities->clone() : nullptr;
 }
 
 void SemanticsInformation::setNameRegistrationAuthorities(const GeneralNameList* names) {
@@ -81,7 +80,9 @@ unsigned char SemanticsInformation::unwrapASN1(Buffer* b) {
 
 QCStatement::QCStatement() : statementId(nullptr), info(nullptr), infoLen(0) {}
 
-QCStatement::QCStatement(const char* dotted) : QCStatement() { setStatementId(dotted); }
+QCStatement::QCStatement(const char* dotted) : QCStatement() {
+    setStatementId(dotted);
+}
 
 QCStatement::~QCStatement() {
     delete statementId;
@@ -157,7 +158,9 @@ SemanticsInformation* QCStatement::getSemanticsInformation() const {
     return semantics->unwrapASN1(b.get()) ? semantics.release() : nullptr;
 }
 
-void QCStatement::setMonetaryValue(MonetaryValue* value) { encodeInto(value, this); }
+void QCStatement::setMonetaryValue(MonetaryValue* value) {
+    encodeInto(value, this);
+}
 
 void QCStatement::setSemanticsInformation(SemanticsInformation* semantics) {
     encodeInto(semantics, this);
@@ -167,7 +170,9 @@ unsigned int QCStatement::contentLength(Buffer* b) {
     return (statementId != nullptr ? b->lenASN1(statementId) : 0) + (info != nullptr ? infoLen : 0);
 }
 
-unsigned int QCStatement::getWrapLength(Buffer* b) { return b->lenASN1Sequence(contentLength(b)); }
+unsigned int QCStatement::getWrapLength(Buffer* b) {
+    return b->lenASN1Sequence(contentLength(b));
+}
 
 void QCStatement::wrapASN1(Buffer* b) {
     b->writeASN1Sequence(contentLength(b));

@@ -10,7 +10,9 @@ unsigned int endOf(Buffer* b, unsigned int len) {
     return b->getReadPos() + (len < b->remaining() ? len : b->remaining());
 }
 
-bool atEnd(Buffer* b, unsigned int end) { return b->getReadPos() >= end; }
+bool atEnd(Buffer* b, unsigned int end) {
+    return b->getReadPos() >= end;
+}
 
 unsigned char peekTag(Buffer* b) {
     unsigned char tag;

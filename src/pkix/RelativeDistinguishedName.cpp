@@ -30,8 +30,8 @@ unsigned char RelativeDistinguishedName::addRDN(const char* text) {
     size_t from = 0;
     while (from <= all.size()) {
         size_t comma = all.find(',', from);
-        std::string part = all.substr(from, comma == std::string::npos ? std::string::npos
-                                                                       : comma - from);
+        std::string part =
+            all.substr(from, comma == std::string::npos ? std::string::npos : comma - from);
         from = comma == std::string::npos ? all.size() + 1 : comma + 1;
         size_t equals = part.find('=');
         if (equals == std::string::npos) continue;
@@ -49,8 +49,10 @@ unsigned char RelativeDistinguishedName::addRDN(const char* text) {
 }
 
 unsigned char RelativeDistinguishedName::isEqual(const RelativeDistinguishedName* other) const {
-    return sameElements(this, other, [](const AttributeTypeAndValue* x,
-                                        const AttributeTypeAndValue* y) { return x->isEqual(y); });
+    return sameElements(this, other,
+                        [](const AttributeTypeAndValue* x, const AttributeTypeAndValue* y) {
+                            return x->isEqual(y);
+                        });
 }
 
 unsigned char RelativeDistinguishedName::isEqualWithWildcard(

@@ -8,7 +8,9 @@
 
 NoticeReference::NoticeReference() : organization(nullptr) {}
 
-NoticeReference::~NoticeReference() { delete organization; }
+NoticeReference::~NoticeReference() {
+    delete organization;
+}
 
 NoticeReference* NoticeReference::clone() const {
     NoticeReference* copy = new NoticeReference();
@@ -108,7 +110,9 @@ unsigned int UserNotice::contentLength(Buffer* b) {
            (explicitText != nullptr ? explicitText->getWrapLength(b) : 0);
 }
 
-unsigned int UserNotice::getWrapLength(Buffer* b) { return b->lenASN1Sequence(contentLength(b)); }
+unsigned int UserNotice::getWrapLength(Buffer* b) {
+    return b->lenASN1Sequence(contentLength(b));
+}
 
 void UserNotice::wrapASN1(Buffer* b) {
     b->writeASN1Sequence(contentLength(b));

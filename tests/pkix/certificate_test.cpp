@@ -1,8 +1,10 @@
 // Certificates made by cryptography, openssl and by hand (certs.vec, gen_certs.py): reading,
 // byte-for-byte re-encoding, the fields against openssl and asn1crypto, the strict and lax
 // integers, and the two digest sources of the signature check.
-#include <gtest/gtest.h>
+#include "pkix/Certificate.h"
+
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,7 +19,6 @@
 #include "crypto/DigestInfo.h"
 #include "crypto/RSAPublicKey.h"
 #include "crypto/Signature.h"
-#include "pkix/Certificate.h"
 #include "pkix/CertificateInfo.h"
 #include "pkix/DeviceCalls.h"
 #include "pkix/Extension.h"
@@ -105,18 +106,17 @@ TEST(Certificate, CorpusReadsAndReencodesByteForByte) {
         EXPECT_EQ(info->getExplicitVersion(), std::stoi(c.get("explicit_version")));
         EXPECT_EQ(take(info->printSerial(16)), c.get("serial"));
         EXPECT_EQ(take(info->printSerial(10)), c.get("serial_dec"));
-        EXPECT_EQ(opensslForm(info->_getSubject(), c.get("subject")),
-                  [&] {
-                      std::string s = c.get("subject");
-                      std::replace(s.begin(), s.end(), '+', ',');
-                      return s;
-                  }());
+        EXPECT_EQ(opensslForm(info->_getSubject(), c.get("subject")), [&] {
+            std::string s = c.get("subject");
+            std::replace(s.begin(), s.end(), '+', ',');
+            return s;
+        }());
         std::string issuer = c.get("issuer");
         std::string issuerText = opensslForm(info->_getIssuer(), issuer);
         std::replace(issuer.begin(), issuer.end(), '+', ',');
         EXPECT_EQ(issuerText, issuer);
         EXPECT_EQ(take(info->_getSubject()->getShortUTF8String(kNameLabelOIDs, kNameShortLabels,
-                                                                kNameLabelCount)),
+                                                               kNameLabelCount)),
                   c.get("subject_short"));
 
         const Validity* validity = info->_getValidity();
@@ -199,8 +199,9 @@ TEST(Certificate, PrintableDescription) {
     std::unique_ptr<CertificateInfo> info(cert->getCertInfo());
     for (int v : {0, 1, 7, -1}) {
         info->setVersion(v);
-        std::string expected = v == 0 ? "Versione: 1\n\n" : v == 1 ? "Versione: 2\n\n"
-                                                                   : "Versione: sconosciuta\n\n";
+        std::string expected = v == 0   ? "Versione: 1\n\n"
+                               : v == 1 ? "Versione: 2\n\n"
+                                        : "Versione: sconosciuta\n\n";
         EXPECT_EQ(take(info->getPrintableString()).find(expected), 0u) << v;
     }
 }

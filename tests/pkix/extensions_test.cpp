@@ -145,8 +145,8 @@ TEST(Extensions, AuthorityInfoAccess) {
         for (int i = 0; i < aia->getCount(); ++i) {
             std::unique_ptr<AccessDescription> d(aia->getAccessDescription(i));
             std::unique_ptr<GeneralName> where(d->getAccessLocation());
-            text += (i ? "|" : "") + take(d->getAccessMethod()) + ">" +
-                    generalNameText(where.get());
+            text +=
+                (i ? "|" : "") + take(d->getAccessMethod()) + ">" + generalNameText(where.get());
         }
         EXPECT_EQ(text, c.get("entries"));
         EXPECT_TRUE(aia->isEqual(0, AccessDescription::kOCSP));
@@ -173,8 +173,8 @@ std::string reasonsText(const DistributionPoint* p) {
         unsigned char b = static_cast<unsigned char>(p->getReasons() >> (8 * i));
         bytes += toHex(&b, 1);
     }
-    return std::to_string(p->getReasonsLength()) + ":" +
-           std::to_string(p->getReasonsUnused()) + ":" + bytes;
+    return std::to_string(p->getReasonsLength()) + ":" + std::to_string(p->getReasonsUnused()) +
+           ":" + bytes;
 }
 
 TEST(Extensions, CRLDistributionPoints) {
@@ -183,8 +183,8 @@ TEST(Extensions, CRLDistributionPoints) {
         std::string text;
         for (int i = 0; i < list->getCount(); ++i) {
             const DistributionPoint* p = list->_getElement(i);
-            text += (i ? "|" : "") + dpNameText(p->_getDistributionPoint()) + ";" +
-                    reasonsText(p) + ";" + namesText(p->_getCRLIssuer());
+            text += (i ? "|" : "") + dpNameText(p->_getDistributionPoint()) + ";" + reasonsText(p) +
+                    ";" + namesText(p->_getCRLIssuer());
         }
         EXPECT_EQ(text, c.get("points"));
     }
@@ -253,8 +253,9 @@ std::string statementText(const QCStatement* s) {
     std::string text = take(s->getStatementId());
     if (std::unique_ptr<MonetaryValue> limit{s->getMonetaryValue()}) {
         const ISO4217CurrencyCode* currency = limit->_getCurrency();
-        text += ":limit=" + (currency->isAlphabetic() ? take(currency->getAlphabetic())
-                                                      : std::to_string(currency->getNumeric())) +
+        text += ":limit=" +
+                (currency->isAlphabetic() ? take(currency->getAlphabetic())
+                                          : std::to_string(currency->getNumeric())) +
                 "," + std::to_string(limit->getAmount()) + "," +
                 std::to_string(limit->getExponent());
     }
@@ -383,8 +384,7 @@ TEST(Extensions, GeneralNameChoicesAndListEnds) {
 
 TEST(Extensions, OtherNameValues) {
     // Type, then [0]; an unknown type keeps its value and the list reads on after it.
-    auto list = readAs<GeneralNameList>(fromHex(
-        "3015a00c06032a0304a0050c03616263820561622e6974"));
+    auto list = readAs<GeneralNameList>(fromHex("3015a00c06032a0304a0050c03616263820561622e6974"));
     ASSERT_EQ(list->getCount(), 2);
     std::unique_ptr<OtherName> other(list->_getElement(0)->getOtherName());
     EXPECT_EQ(toHex(other->_getRawValue(), other->getRawValueLen()), "0c03616263");
@@ -415,7 +415,9 @@ TEST(Extensions, UniformResourceIdentifierIsPercentEncoded) {
               "http://host/a%20b/%C3%A9?x%3D$-_.+!*'(),;/:@&");
     EXPECT_EQ(g.getChoice(), 0x86);
     // A byte below 0x10 has one digit, and the text ends there.
-    g.setUniformResourceIdentifier("ab\x05" "cd");
+    g.setUniformResourceIdentifier(
+        "ab\x05"
+        "cd");
     EXPECT_EQ(take(g.getUniformResourceIdentifier()), "ab%5");
     g.setUniformResourceIdentifier("\x1f");
     EXPECT_EQ(take(g.getUniformResourceIdentifier()), "%1F");
@@ -555,9 +557,9 @@ TEST(Extensions, AttributeValuesKeepTheirBytes) {
     AttributeValueSet indefinite;
     ASSERT_TRUE(indefinite.unwrapASN1(in.get()));
     ASSERT_EQ(indefinite.getCount(), 1);
-    EXPECT_EQ(toHex(indefinite._getElement(0)->_getValue(),
-                    indefinite._getElement(0)->getValueLen()),
-              "308024800401aa00000201010000");
+    EXPECT_EQ(
+        toHex(indefinite._getElement(0)->_getValue(), indefinite._getElement(0)->getValueLen()),
+        "308024800401aa00000201010000");
     EXPECT_EQ(in->getReadPos(), in->getWritePos());
     for (const char* bad : {"3180308024800401aa00", "31803080", "310530050401", "3180300500"}) {
         auto b = bufferOf(fromHex(bad));

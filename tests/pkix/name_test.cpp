@@ -1,5 +1,7 @@
 // Distinguished names: DER names made with asn1crypto and read by openssl, equality before and
 // after normalisation, parsing from text, every printing form and the report elements.
+#include "pkix/Name.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,7 +12,6 @@
 #include "asn1/OID.h"
 #include "asn1/UTF8.h"
 #include "pkix/AttributeTypeAndValue.h"
-#include "pkix/Name.h"
 #include "pkix/NameLabels.h"
 #include "pkix_test_support.h"
 #include "xml/XMLFile.h"
@@ -131,12 +132,11 @@ TEST(Name, TextParsingForcesTypesAndDropsUnknownLabels) {
     // label, and a type that cannot hold text.
     EXPECT_EQ(name.setValue("CN", kPrintable, kNameLabelOIDs, kNameShortLabels, kNameLabelCount),
               0);
-    EXPECT_EQ(name.setValue("O=Foo,CN", kPrintable, kNameLabelOIDs, kNameShortLabels,
-                            kNameLabelCount),
-              0);
-    EXPECT_EQ(name.setValue("X=1,Y=2", kPrintable, kNameLabelOIDs, kNameShortLabels,
-                            kNameLabelCount),
-              0);
+    EXPECT_EQ(
+        name.setValue("O=Foo,CN", kPrintable, kNameLabelOIDs, kNameShortLabels, kNameLabelCount),
+        0);
+    EXPECT_EQ(
+        name.setValue("X=1,Y=2", kPrintable, kNameLabelOIDs, kNameShortLabels, kNameLabelCount), 0);
     EXPECT_EQ(name.setValue("O=Foo", 2, kNameLabelOIDs, kNameShortLabels, kNameLabelCount), 0);
     EXPECT_EQ(shortUTF8(name), "CN=Mario");
 
@@ -181,16 +181,14 @@ TEST(Name, PrintingForms) {
     EXPECT_EQ(shortPrintable(name), "C=IT,O=Foo Srl,CN=Anna,?\?=VATIT-1");
     EXPECT_EQ(take(name.getUTF8String()), take(name.getPrintableString()));
     EXPECT_EQ(take(name.getUTF8String(kNameLabelOIDs, kNameItalianLabels, kNameLabelCount)),
-              take(name.getPrintableString(kNameLabelOIDs, kNameItalianLabels,
-                                           kNameLabelCount)));
+              take(name.getPrintableString(kNameLabelOIDs, kNameItalianLabels, kNameLabelCount)));
     EXPECT_EQ(take(name.getXMLRepresentation(kNameLabelOIDs, kNameShortLabels, kNameLabelCount)),
               "<C>\n\tIT\n</C>\n<O>\n\tFoo Srl\n</O>\n<CN>\n\tAnna\n</CN>\n"
               "<oid value = \"2.5.4.97\">\n\tVATIT-1\n</oid>\n");
 
     Name empty;
-    EXPECT_EQ(take(empty.getPrintableShortString(kNameLabelOIDs, kNameShortLabels,
-                                                 kNameLabelCount)),
-              "");
+    EXPECT_EQ(
+        take(empty.getPrintableShortString(kNameLabelOIDs, kNameShortLabels, kNameLabelCount)), "");
 }
 
 TEST(Name, ReportElements) {
@@ -204,21 +202,32 @@ TEST(Name, ReportElements) {
 
     XMLFile xml(nullptr);
     xml.openTag("subject");
-    EXPECT_TRUE(name.getXMLRepresentation(kNameLabelOIDs, kNameShortLabels, kNameLabelCount,
-                                          &xml));
+    EXPECT_TRUE(name.getXMLRepresentation(kNameLabelOIDs, kNameShortLabels, kNameLabelCount, &xml));
     std::string subtree = xml.getXMLSubTree(1);
     EXPECT_EQ(subtree,
               "<subject><C>IT</C><CN>Citt\xc3\xa0 &amp; co</CN>"
               "<oid value=\"2.5.4.97\">VATIT-1</oid></subject>");
+
+    // A narrow value with Latin-1 bytes reaches the report as UTF-8.
+    Name latin("O=Citt\xe8,L=Citt\xc3\xa8", kPrintable, kNameLabelOIDs, kNameShortLabels,
+               kNameLabelCount);
+    XMLFile report(nullptr);
+    report.openTag("issuer");
+    latin.getXMLRepresentation(kNameLabelOIDs, kNameShortLabels, kNameLabelCount, &report);
+    EXPECT_EQ(std::string(report.getXMLSubTree(1)),
+              "<issuer><O>Citt\xc3\xa8</O><L>Citt\xc3\xa8</L></issuer>");
+    EXPECT_EQ(take(latin.getXMLRepresentation(kNameLabelOIDs, kNameShortLabels, kNameLabelCount)),
+              "<O>\n\tCitt\xc3\xa8\n</O>\n<L>\n\tCitt\xc3\xa8\n</L>\n");
 }
 
 TEST(Name, NoTextIsCutShort) {
     Name name;
     std::string text;
-    for (int i = 0; i < 200; ++i) text += (i ? "," : "") + std::string("OU=Reparto ") + std::to_string(i);
-    ASSERT_EQ(name.setValue(text.c_str(), kPrintable, kNameLabelOIDs, kNameShortLabels,
-                            kNameLabelCount),
-              255);
+    for (int i = 0; i < 200; ++i)
+        text += (i ? "," : "") + std::string("OU=Reparto ") + std::to_string(i);
+    ASSERT_EQ(
+        name.setValue(text.c_str(), kPrintable, kNameLabelOIDs, kNameShortLabels, kNameLabelCount),
+        255);
     std::string expected = text;
     EXPECT_EQ(shortPrintable(name), expected);
     EXPECT_GT(take(name.getPrintableString()).size(), 4000u);
