@@ -457,7 +457,7 @@ TEST(Extensions, DistributionPointShapes) {
     full.addGeneralName(&uri);
     name.setFullName(&full);
     RelativeDistinguishedName rdn;
-    rdn.addRDN("CN=Part");
+    rdn.addRDN("CN=Partition");
     name.setNameRelativeToCRLIssuer(&rdn);
     EXPECT_EQ(name.getFullName(), nullptr);
     name.setFullName(&full);

@@ -315,7 +315,7 @@ block(exts, "crldp", der=crldp.public_bytes().hex(),
 for idp in [
         x509.IssuingDistributionPoint([x509.UniformResourceIdentifier("http://crl.example.it/a.crl")],
                                       None, True, False, None, False, False),
-        x509.IssuingDistributionPoint(None, rdn(attr(NameOID.COMMON_NAME, "Part 3")), False,
+        x509.IssuingDistributionPoint(None, rdn(attr(NameOID.COMMON_NAME, "Partition 3")), False,
                                       True, frozenset([RF.superseded, RF.key_compromise]),
                                       False, False),
         x509.IssuingDistributionPoint(None, None, False, False, None, True, False),
