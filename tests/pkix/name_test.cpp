@@ -205,8 +205,8 @@ TEST(Name, ReportElements) {
     EXPECT_TRUE(name.getXMLRepresentation(kNameLabelOIDs, kNameShortLabels, kNameLabelCount, &xml));
     std::string subtree = xml.getXMLSubTree(1);
     EXPECT_EQ(subtree,
-              "<subject><C>IT</C><CN>Citt\xc3\xa0 &amp; co</CN>"
-              "<oid value=\"2.5.4.97\">VATIT-1</oid></subject>");
+              "<subject>\n<C>IT</C>\n<CN>Citt\xc3\xa0 &amp; co</CN>\n"
+              "<oid value=\"2.5.4.97\">VATIT-1</oid>\n</subject>");
 
     // A narrow value with Latin-1 bytes reaches the report as UTF-8.
     Name latin("O=Citt\xe8,L=Citt\xc3\xa8", kPrintable, kNameLabelOIDs, kNameShortLabels,
@@ -215,7 +215,7 @@ TEST(Name, ReportElements) {
     report.openTag("issuer");
     latin.getXMLRepresentation(kNameLabelOIDs, kNameShortLabels, kNameLabelCount, &report);
     EXPECT_EQ(std::string(report.getXMLSubTree(1)),
-              "<issuer><O>Citt\xc3\xa8</O><L>Citt\xc3\xa8</L></issuer>");
+              "<issuer>\n<O>Citt\xc3\xa8</O>\n<L>Citt\xc3\xa8</L>\n</issuer>");
     EXPECT_EQ(take(latin.getXMLRepresentation(kNameLabelOIDs, kNameShortLabels, kNameLabelCount)),
               "<O>\n\tCitt\xc3\xa8\n</O>\n<L>\n\tCitt\xc3\xa8\n</L>\n");
 }
