@@ -1,5 +1,7 @@
 #include "crypto/SHA1.h"
 
+#include <utility>
+
 #include "crypto/CpuFeatures.h"
 
 #if defined(__x86_64__)
@@ -51,7 +53,41 @@ void compressPortable(uint32_t* h, const unsigned char* p, size_t blocks) {
 #ifdef SIGILO_SHA_NI
 // Four rounds at a time with the SHA instructions. Message words w[i % 4] hold the schedule
 // four words at a time; word group g (g >= 4) is msg2(msg1(W[g-4], W[g-3]) ^ W[g-2], W[g-1]),
-// its three steps spread over the iterations g-3, g-2 and g-1.
+// its three steps spread over the iterations g-3, g-2 and g-1. Each step is a template on its
+// number so that the compiler sees constant indexes and keeps everything in registers.
+#define SIGILO_SHA_TARGET __attribute__((target("sha,sse4.1,ssse3"), always_inline))
+
+template <int i>
+SIGILO_SHA_TARGET inline void sha1Step(__m128i& abcd, __m128i* e, __m128i* w,
+                                       const unsigned char* p, __m128i mask) {
+    constexpr int a = i & 1;
+    if constexpr (i < 4) {
+        w[i] = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i)),
+                                mask);
+    }
+    if constexpr (i == 0) {
+        e[0] = _mm_add_epi32(e[0], w[0]);
+    } else {
+        e[a] = _mm_sha1nexte_epu32(e[a], w[i & 3]);
+    }
+    e[1 - a] = abcd;
+    if constexpr (i >= 3 && i <= 18) {
+        w[(i + 1) & 3] = _mm_sha1msg2_epu32(w[(i + 1) & 3], w[i & 3]);
+    }
+    abcd = _mm_sha1rnds4_epu32(abcd, e[a], i / 5);
+    if constexpr (i >= 1 && i <= 16) {
+        w[(i + 3) & 3] = _mm_sha1msg1_epu32(w[(i + 3) & 3], w[i & 3]);
+    }
+    if constexpr (i >= 2 && i <= 17) w[(i + 2) & 3] = _mm_xor_si128(w[(i + 2) & 3], w[i & 3]);
+}
+
+template <int... i>
+SIGILO_SHA_TARGET inline void sha1Steps(std::integer_sequence<int, i...>, __m128i& abcd,
+                                        __m128i* e, __m128i* w, const unsigned char* p,
+                                        __m128i mask) {
+    (sha1Step<i>(abcd, e, w, p, mask), ...);
+}
+
 __attribute__((target("sha,sse4.1,ssse3"))) void compressSHANI(uint32_t* h,
                                                                 const unsigned char* p,
                                                                 size_t blocks) {
@@ -62,31 +98,8 @@ __attribute__((target("sha,sse4.1,ssse3"))) void compressSHANI(uint32_t* h,
         const __m128i abcdSave = abcd;
         const __m128i eSave = e0;
         __m128i w[4];
-        __m128i e[2];
-        e[0] = e0;
-        e[1] = _mm_setzero_si128();
-        for (int i = 0; i < 20; ++i) {
-            if (i < 4) {
-                w[i] = _mm_shuffle_epi8(
-                    _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i)), mask);
-            }
-            const int a = i & 1;
-            if (i == 0) {
-                e[0] = _mm_add_epi32(e[0], w[0]);
-            } else {
-                e[a] = _mm_sha1nexte_epu32(e[a], w[i & 3]);
-            }
-            e[1 - a] = abcd;
-            if (i >= 3 && i <= 18) w[(i + 1) & 3] = _mm_sha1msg2_epu32(w[(i + 1) & 3], w[i & 3]);
-            switch (i / 5) {
-                case 0: abcd = _mm_sha1rnds4_epu32(abcd, e[a], 0); break;
-                case 1: abcd = _mm_sha1rnds4_epu32(abcd, e[a], 1); break;
-                case 2: abcd = _mm_sha1rnds4_epu32(abcd, e[a], 2); break;
-                default: abcd = _mm_sha1rnds4_epu32(abcd, e[a], 3); break;
-            }
-            if (i >= 1 && i <= 16) w[(i + 3) & 3] = _mm_sha1msg1_epu32(w[(i + 3) & 3], w[i & 3]);
-            if (i >= 2 && i <= 17) w[(i + 2) & 3] = _mm_xor_si128(w[(i + 2) & 3], w[i & 3]);
-        }
+        __m128i e[2] = {e0, _mm_setzero_si128()};
+        sha1Steps(std::make_integer_sequence<int, 20>(), abcd, e, w, p, mask);
         e0 = _mm_sha1nexte_epu32(e[0], eSave);
         abcd = _mm_add_epi32(abcd, abcdSave);
     }

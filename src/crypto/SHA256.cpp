@@ -1,5 +1,7 @@
 #include "crypto/SHA256.h"
 
+#include <utility>
+
 #include "crypto/CpuFeatures.h"
 
 #if defined(__x86_64__)
@@ -67,43 +69,59 @@ void compressPortable(uint32_t* state, const unsigned char* p, size_t blocks) {
 #ifdef SIGILO_SHA_NI
 // Four rounds at a time with the SHA instructions; the state lives as ABEF and CDGH. Message
 // group g (g >= 4) is msg2(msg1(W[g-4], W[g-3]) + alignr(W[g-1], W[g-2]), W[g-1]), its steps
-// spread over the iterations g-3 and g-1.
+// spread over the iterations g-3 and g-1. Each step is a template on its number so that the
+// compiler sees constant indexes and keeps everything in registers.
+#define SIGILO_SHA_TARGET __attribute__((target("sha,sse4.1,ssse3"), always_inline))
+
+template <int i>
+SIGILO_SHA_TARGET inline void sha256Step(__m128i& s0, __m128i& s1, __m128i* w,
+                                         const unsigned char* p, __m128i mask) {
+    if constexpr (i < 4) {
+        w[i] = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i)),
+                                mask);
+    }
+    __m128i m =
+        _mm_add_epi32(w[i & 3], _mm_load_si128(reinterpret_cast<const __m128i*>(kK + 4 * i)));
+    s1 = _mm_sha256rnds2_epu32(s1, s0, m);
+    if constexpr (i >= 3 && i <= 14) {
+        __m128i t = _mm_alignr_epi8(w[i & 3], w[(i + 3) & 3], 4);
+        w[(i + 1) & 3] = _mm_sha256msg2_epu32(_mm_add_epi32(w[(i + 1) & 3], t), w[i & 3]);
+    }
+    m = _mm_shuffle_epi32(m, 0x0E);
+    s0 = _mm_sha256rnds2_epu32(s0, s1, m);
+    if constexpr (i >= 1 && i <= 12) {
+        w[(i + 3) & 3] = _mm_sha256msg1_epu32(w[(i + 3) & 3], w[i & 3]);
+    }
+}
+
+template <int... i>
+SIGILO_SHA_TARGET inline void sha256Steps(std::integer_sequence<int, i...>, __m128i& s0,
+                                          __m128i& s1, __m128i* w, const unsigned char* p,
+                                          __m128i mask) {
+    (sha256Step<i>(s0, s1, w, p, mask), ...);
+}
+
 __attribute__((target("sha,sse4.1,ssse3"))) void compressSHANI(uint32_t* state,
                                                                 const unsigned char* p,
                                                                 size_t blocks) {
     const __m128i mask = _mm_set_epi64x(0x0c0d0e0f08090a0bLL, 0x0405060700010203LL);
     __m128i tmp = _mm_loadu_si128(reinterpret_cast<const __m128i*>(state));
     __m128i s1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(state + 4));
-    tmp = _mm_shuffle_epi32(tmp, 0xB1);           // CDAB
-    s1 = _mm_shuffle_epi32(s1, 0x1B);             // EFGH
-    __m128i s0 = _mm_alignr_epi8(tmp, s1, 8);     // ABEF
-    s1 = _mm_blend_epi16(s1, tmp, 0xF0);          // CDGH
+    tmp = _mm_shuffle_epi32(tmp, 0xB1);        // CDAB
+    s1 = _mm_shuffle_epi32(s1, 0x1B);          // EFGH
+    __m128i s0 = _mm_alignr_epi8(tmp, s1, 8);  // ABEF
+    s1 = _mm_blend_epi16(s1, tmp, 0xF0);       // CDGH
     for (; blocks > 0; --blocks, p += 64) {
         const __m128i save0 = s0, save1 = s1;
         __m128i w[4];
-        for (int i = 0; i < 16; ++i) {
-            if (i < 4) {
-                w[i] = _mm_shuffle_epi8(
-                    _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i)), mask);
-            }
-            __m128i m = _mm_add_epi32(w[i & 3],
-                                      _mm_load_si128(reinterpret_cast<const __m128i*>(kK + 4 * i)));
-            s1 = _mm_sha256rnds2_epu32(s1, s0, m);
-            if (i >= 3 && i <= 14) {
-                __m128i t = _mm_alignr_epi8(w[i & 3], w[(i + 3) & 3], 4);
-                w[(i + 1) & 3] = _mm_sha256msg2_epu32(_mm_add_epi32(w[(i + 1) & 3], t), w[i & 3]);
-            }
-            m = _mm_shuffle_epi32(m, 0x0E);
-            s0 = _mm_sha256rnds2_epu32(s0, s1, m);
-            if (i >= 1 && i <= 12) w[(i + 3) & 3] = _mm_sha256msg1_epu32(w[(i + 3) & 3], w[i & 3]);
-        }
+        sha256Steps(std::make_integer_sequence<int, 16>(), s0, s1, w, p, mask);
         s0 = _mm_add_epi32(s0, save0);
         s1 = _mm_add_epi32(s1, save1);
     }
-    tmp = _mm_shuffle_epi32(s0, 0x1B);            // FEBA
-    s1 = _mm_shuffle_epi32(s1, 0xB1);             // DCHG
-    s0 = _mm_blend_epi16(tmp, s1, 0xF0);          // DCBA
-    s1 = _mm_alignr_epi8(s1, tmp, 8);             // HGFE
+    tmp = _mm_shuffle_epi32(s0, 0x1B);    // FEBA
+    s1 = _mm_shuffle_epi32(s1, 0xB1);     // DCHG
+    s0 = _mm_blend_epi16(tmp, s1, 0xF0);  // DCBA
+    s1 = _mm_alignr_epi8(s1, tmp, 8);     // HGFE
     _mm_storeu_si128(reinterpret_cast<__m128i*>(state), s0);
     _mm_storeu_si128(reinterpret_cast<__m128i*>(state + 4), s1);
 }
