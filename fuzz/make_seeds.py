@@ -21,6 +21,7 @@ FILES = {
                  "verify/*.txt", "verify/*.pem", "verify/*.bin"],
     "mime": ["verify/*.m7m", "verify/mime_*.txt"],
 }
+# Token files are seeded by fuzz/make_token_seeds.sh, which needs the built library.
 # Indefinite forms that no DER vector has.
 EXTRA = {
     "ber": ["2480040101aa040102bbcc0000", "3180300906052b0e03021a05000000",
@@ -39,6 +40,31 @@ EXTRA = {
              "O=a,OU=b,C=IT,CN=http://h/a b\x05".encode().hex()],
 }
 
+def signature_seeds():
+    """Framed inputs of the signature target from the openssl vectors: algorithm index, the key,
+    the signature, the data (only keys of at most 600 bytes pass the target's bound)."""
+    algorithms = ["1.2.840.113549.1.1.5", "1.2.840.113549.1.1.11", "1.2.840.113549.1.1.13"]
+    case = {}
+    for line in open(os.path.join(ROOT, "tests/data/crypto/rsa_vectors.vec")):
+        line = line.strip()
+        if line.startswith("["):
+            case = {}
+        elif "=" in line:
+            key, _, value = line.partition("=")
+            case[key.strip()] = value.strip()
+            if key.strip() == "result":
+                spki = bytes.fromhex(case["spki"])
+                sig = bytes.fromhex(case["signature"])
+                msg = bytes.fromhex(case["message"]) if case["message"] != "-" else b""
+                if len(spki) > 600 or case["algorithm"] not in algorithms:
+                    continue
+                index = algorithms.index(case["algorithm"]) if case["algorithm"] in algorithms else 0
+                index = [0, 1, 2][index]
+                yield (bytes([index]) + len(spki).to_bytes(2, "big") + spki +
+                       len(sig).to_bytes(2, "big") + sig + msg).hex()
+
+SPECIAL = {"signature": signature_seeds}
+
 def hexes(pattern):
     for path in glob.glob(os.path.join(ROOT, "tests/data", pattern)):
         for line in open(path):
@@ -46,10 +72,12 @@ def hexes(pattern):
             if key.strip() in ("der", "header", "a", "b") and value.strip() not in ("", "-"):
                 yield value.strip()
 
-for target in (sys.argv[1:] or list(TARGETS) + list(FILES)):
+for target in (sys.argv[1:] or list(TARGETS) + list(FILES) + list(SPECIAL)):
     out = os.path.join(ROOT, "fuzz/corpus", target)
     os.makedirs(out, exist_ok=True)
     seeds = set(EXTRA.get(target, []))
+    if target in SPECIAL:
+        seeds.update(SPECIAL[target]())
     for pattern in TARGETS.get(target, []):
         seeds.update(hexes(pattern))
     blobs = [bytes.fromhex(h) for h in seeds]
