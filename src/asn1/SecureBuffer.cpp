@@ -119,14 +119,17 @@ unsigned char SecureBuffer::replaceWith(unsigned char* bytes, unsigned long n) {
 
 unsigned char SecureBuffer::setFromCrypted(KeyInfo* key) {
     if (device == nullptr) return 0;
+    // The length is known only once the device has answered: the call comes first.
     unsigned long n = 0;
-    return replaceWith(device->decrypt(_getData(), getWritePos(), key, &n), n);
+    unsigned char* bytes = device->decrypt(_getData(), getWritePos(), key, &n);
+    return replaceWith(bytes, n);
 }
 
 unsigned char SecureBuffer::setFromCiphered() {
     if (device == nullptr) return 0;
     unsigned long n = 0;
-    return replaceWith(device->decode(_getData(), getWritePos(), &n), n);
+    unsigned char* bytes = device->decode(_getData(), getWritePos(), &n);
+    return replaceWith(bytes, n);
 }
 
 // The file is created write-only for its owner while it is written, then opened to reading
