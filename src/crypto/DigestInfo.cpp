@@ -39,6 +39,10 @@ void DigestInfo::setUseAlgorithmParameters(unsigned char use) {
     if (algorithm != nullptr) algorithm->setUseParameters(use);
 }
 
+unsigned char DigestInfo::getUseAlgorithmParameters() const {
+    return algorithm != nullptr && algorithm->getUseParameters() == 255 ? 255 : 0;
+}
+
 unsigned char* DigestInfo::getDigest() const {
     if (digest == nullptr) return nullptr;
     unsigned char* copy = new unsigned char[length > 0 ? length : 1];

@@ -25,6 +25,8 @@ public:
     void setAlgorithm(const AlgorithmIdentifier* a);
     // Whether the algorithm's parameters (NULL) are written: 255 yes, 0 no.
     void setUseAlgorithmParameters(unsigned char use);
+    // 255 when the parameters are written, 0 when not (and when there is no algorithm).
+    unsigned char getUseAlgorithmParameters() const;
 
     // A copy the caller deletes; null when there is no digest.
     unsigned char* getDigest() const;
