@@ -101,6 +101,25 @@ public:
     virtual unsigned char setPrivateKey(RSAPrivateKey* key);
     virtual unsigned char setPrivateKey(const unsigned char* id, unsigned int idLen);
 
+    // ---- Objects by id or label (the id or label is kept as given); they are token objects
+    // in a read-write session and session objects in a read-only one ----
+    // A new RSA key pair on the token (CKA_TOKEN true) under the id; 255 on success.
+    virtual unsigned char generateRSAKey(int bits, const unsigned char* id, unsigned int idLen);
+    // A public key object on the token for the record, under the id.
+    virtual unsigned char loadPublicKey(KeyInfo* key, const unsigned char* id, unsigned int idLen);
+    // The public key object with the id as a record the caller deletes, or null.
+    virtual KeyInfo* getPublicKey(const unsigned char* id, unsigned int idLen);
+    virtual unsigned char removePublicKey(const unsigned char* id, unsigned int idLen);
+    virtual unsigned char removePrivateKey(const unsigned char* id, unsigned int idLen);
+    // An X.509 certificate object (its DER bytes) under the id, and back.
+    virtual unsigned char loadCertificate(const unsigned char* der, unsigned long len,
+                                          const unsigned char* id, unsigned int idLen);
+    virtual unsigned char* getCertificate(const unsigned char* id, unsigned int idLen,
+                                          unsigned long* len);
+    // Data objects by label; setData replaces an object of the same label.
+    virtual unsigned char setData(const char* label, const unsigned char* data, unsigned long len);
+    virtual unsigned char* getData(const char* label, unsigned long* len);
+
     // ---- Symmetric ciphers with the current cipher key ----
     virtual unsigned char setCipherAlgorithm(AlgorithmIdentifier* algorithm);
     virtual unsigned char setCipherKey(const unsigned char* key, unsigned long len);
@@ -213,6 +232,12 @@ protected:
     DigestInfo* digestInfoOf(const unsigned char* digest, unsigned long len);
     // Signature bytes as the vendor wants them: a new array.
     unsigned char* signatureBytes(Signature* signature, unsigned long* len);
+    // CK_TRUE for CKA_TOKEN in a read-write session, CK_FALSE in a read-only one.
+    CK_BBOOL* persistent() const;
+    // The handle of the first object that matches, or 0.
+    CK_OBJECT_HANDLE findFirst(CK_ATTRIBUTE* attributes, CK_ULONG count);
+    // The CKA_VALUE of an object, a new array, or null.
+    unsigned char* valueOf(CK_OBJECT_HANDLE handle, unsigned long* len);
     bool verifyAt(Signature* signature, DigestInfo* digestInfo, const unsigned char* data,
                   unsigned long len, CK_OBJECT_HANDLE handle);
 

@@ -173,3 +173,41 @@ TEST(SystemRandom, GroupsOfEightAndTheRemainder) {
 }
 
 }  // namespace
+
+namespace {
+
+// Objects by id and label on the virtual token: made, found, used and removed again.
+TEST_F(Device, ObjectsByIdAndLabel) {
+    // Drops the key object an earlier test left on the device.
+    device->setPrivateKey(static_cast<RSAPrivateKey*>(nullptr));
+    CK_ULONG before = PKCS11CryptoKi::instance()->getObjectCount();
+    const unsigned char id[] = {0x51, 0x52};
+    ASSERT_TRUE(device->generateRSAKey(512, id, 2)) << device->getErrorCodeNumeric();
+    ASSERT_TRUE(device->setPrivateKey(id, 2));
+    device->setSignAlgorithm("1.2.840.113549.1.1.5");
+    std::unique_ptr<Signature> sig(device->sign(reinterpret_cast<const unsigned char*>("x"), 1));
+    ASSERT_TRUE(sig);
+    std::unique_ptr<KeyInfo> pub(device->getPublicKey(id, 2));
+    ASSERT_TRUE(pub);
+    EXPECT_TRUE(device->verify(sig.get(), reinterpret_cast<const unsigned char*>("x"), 1, pub.get()));
+    EXPECT_TRUE(device->removePrivateKey(id, 2));
+    EXPECT_TRUE(device->removePublicKey(id, 2));
+    EXPECT_FALSE(device->removePublicKey(id, 2));
+    EXPECT_EQ(device->getPublicKey(id, 2), nullptr);
+
+    const unsigned char der[] = {0x30, 0x03, 0x02, 0x01, 0x05};
+    ASSERT_TRUE(device->loadCertificate(der, sizeof der, id, 2));
+    unsigned long n;
+    std::unique_ptr<unsigned char[]> back(device->getCertificate(id, 2, &n));
+    ASSERT_TRUE(back);
+    EXPECT_EQ(toHex(back.get(), n), "3003020105");
+    ASSERT_TRUE(device->setData("nota", reinterpret_cast<const unsigned char*>("prima"), 5));
+    ASSERT_TRUE(device->setData("nota", reinterpret_cast<const unsigned char*>("seconda"), 7));
+    std::unique_ptr<unsigned char[]> data(device->getData("nota", &n));
+    ASSERT_TRUE(data);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(data.get()), n), "seconda");
+    EXPECT_EQ(device->getData("altra", &n), nullptr);
+    EXPECT_EQ(PKCS11CryptoKi::instance()->getObjectCount(), before + 2);
+}
+
+}  // namespace
