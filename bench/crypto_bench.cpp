@@ -50,11 +50,21 @@ void digestClass(benchmark::State& state, bool extensions) {
     CpuFeatures::allowSHAExtensions(true);
 }
 
-void BM_SHA1(benchmark::State& s) { digestClass<SHA1>(s, true); }
-void BM_SHA1_Portable(benchmark::State& s) { digestClass<SHA1>(s, false); }
-void BM_SHA256(benchmark::State& s) { digestClass<SHA256>(s, true); }
-void BM_SHA256_Portable(benchmark::State& s) { digestClass<SHA256>(s, false); }
-void BM_SHA512(benchmark::State& s) { digestClass<SHA512>(s, true); }
+void BM_SHA1(benchmark::State& s) {
+    digestClass<SHA1>(s, true);
+}
+void BM_SHA1_Portable(benchmark::State& s) {
+    digestClass<SHA1>(s, false);
+}
+void BM_SHA256(benchmark::State& s) {
+    digestClass<SHA256>(s, true);
+}
+void BM_SHA256_Portable(benchmark::State& s) {
+    digestClass<SHA256>(s, false);
+}
+void BM_SHA512(benchmark::State& s) {
+    digestClass<SHA512>(s, true);
+}
 
 struct Device {
     CryptoKi ki;
@@ -78,9 +88,15 @@ void tokenDigest(benchmark::State& state, const char* oid) {
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * kSize);
 }
 
-void BM_Token_SHA1(benchmark::State& s) { tokenDigest(s, "1.3.14.3.2.26"); }
-void BM_Token_SHA256(benchmark::State& s) { tokenDigest(s, "2.16.840.1.101.3.4.2.1"); }
-void BM_Token_SHA512(benchmark::State& s) { tokenDigest(s, "2.16.840.1.101.3.4.2.3"); }
+void BM_Token_SHA1(benchmark::State& s) {
+    tokenDigest(s, "1.3.14.3.2.26");
+}
+void BM_Token_SHA256(benchmark::State& s) {
+    tokenDigest(s, "2.16.840.1.101.3.4.2.1");
+}
+void BM_Token_SHA512(benchmark::State& s) {
+    tokenDigest(s, "2.16.840.1.101.3.4.2.3");
+}
 
 void BM_RSA2048_Verify(benchmark::State& state) {
     SystemRandomGenerator random;

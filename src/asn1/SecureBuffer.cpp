@@ -37,13 +37,17 @@ DigestInfo* SecureBuffer::digestMessage(unsigned int from, unsigned int to, unsi
     return device->finalDigest();
 }
 
-DigestInfo* SecureBuffer::digestOutputMessage() { return digestOutputMessage(0); }
+DigestInfo* SecureBuffer::digestOutputMessage() {
+    return digestOutputMessage(0);
+}
 
 DigestInfo* SecureBuffer::digestOutputMessage(unsigned int from) {
     return digestStretch(from, getWritePos(), getWritePos() - (from < getWritePos() ? from : 0));
 }
 
-DigestInfo* SecureBuffer::digestInputMessage() { return digestInputMessage(0); }
+DigestInfo* SecureBuffer::digestInputMessage() {
+    return digestInputMessage(0);
+}
 
 // The choice between one call and pieces looks at the amount written, not at the stretch.
 DigestInfo* SecureBuffer::digestInputMessage(unsigned int from) {
@@ -71,9 +75,13 @@ Signature* SecureBuffer::signStretch(unsigned int from, unsigned int to) {
     return device->finalSign();
 }
 
-Signature* SecureBuffer::signMessage() { return signStretch(0, getWritePos()); }
+Signature* SecureBuffer::signMessage() {
+    return signStretch(0, getWritePos());
+}
 
-Signature* SecureBuffer::signMessage(unsigned int from) { return signStretch(from, getWritePos()); }
+Signature* SecureBuffer::signMessage(unsigned int from) {
+    return signStretch(from, getWritePos());
+}
 
 unsigned char SecureBuffer::setDigestAlgorithm(AlgorithmIdentifier* a) {
     return device != nullptr ? device->setDigestAlgorithm(a) : 0;
@@ -91,7 +99,9 @@ unsigned char SecureBuffer::setCipherAlgorithm(AlgorithmIdentifier* a) {
     return device != nullptr ? device->setCipherAlgorithm(a) : 0;
 }
 
-unsigned int SecureBuffer::getSignLength() { return lenASN1BitString(128); }
+unsigned int SecureBuffer::getSignLength() {
+    return lenASN1BitString(128);
+}
 
 unsigned char* SecureBuffer::getCrypted(KeyInfo* key, unsigned long* n) {
     *n = 0;

@@ -30,6 +30,10 @@ bool CpuFeatures::hasSHAExtensions() {
     return present;
 }
 
-bool CpuFeatures::useSHAExtensions() { return allowed && hasSHAExtensions(); }
+bool CpuFeatures::useSHAExtensions() {
+    return allowed && hasSHAExtensions();
+}
 
-void CpuFeatures::allowSHAExtensions(bool allow) { allowed = allow; }
+void CpuFeatures::allowSHAExtensions(bool allow) {
+    allowed = allow;
+}

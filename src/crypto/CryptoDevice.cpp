@@ -23,9 +23,9 @@ struct OidMechanism {
 };
 
 const OidMechanism kDigests[] = {
-    {"1.2.840.113549.2.5", CKM_MD5},           {"1.3.14.3.2.26", CKM_SHA_1},
-    {"1.3.36.3.2.1", CKM_RIPEMD160},           {"2.16.840.1.101.3.4.2.1", CKM_SHA256},
-    {"2.16.840.1.101.3.4.2.2", CKM_SHA384},    {"2.16.840.1.101.3.4.2.3", CKM_SHA512}};
+    {"1.2.840.113549.2.5", CKM_MD5},        {"1.3.14.3.2.26", CKM_SHA_1},
+    {"1.3.36.3.2.1", CKM_RIPEMD160},        {"2.16.840.1.101.3.4.2.1", CKM_SHA256},
+    {"2.16.840.1.101.3.4.2.2", CKM_SHA384}, {"2.16.840.1.101.3.4.2.3", CKM_SHA512}};
 
 const char* oidOfDigest(CK_MECHANISM_TYPE m) {
     for (const OidMechanism& d : kDigests) {
@@ -262,7 +262,9 @@ CK_MECHANISM_INFO* CryptoDevice::getMechanismInfo(unsigned long slot, unsigned l
 
 // ---- Errors ----
 
-char* CryptoDevice::getErrorMessage() const { return CryptoKi::getErrorMessage(lastError); }
+char* CryptoDevice::getErrorMessage() const {
+    return CryptoKi::getErrorMessage(lastError);
+}
 
 char* CryptoDevice::getErrorCodeString() const {
     char* out = new char[9];
@@ -316,12 +318,19 @@ unsigned char CryptoDevice::setDigestAlgorithm(const char* dotted) {
 
 unsigned long CryptoDevice::getDigestLength() {
     switch (digestMechanism.mechanism) {
-        case CKM_MD5: return 16;
-        case CKM_SHA_1: case CKM_RIPEMD160: return 20;
-        case CKM_SHA256: return 32;
-        case CKM_SHA384: return 48;
-        case CKM_SHA512: return 64;
-        default: return 0;
+        case CKM_MD5:
+            return 16;
+        case CKM_SHA_1:
+        case CKM_RIPEMD160:
+            return 20;
+        case CKM_SHA256:
+            return 32;
+        case CKM_SHA384:
+            return 48;
+        case CKM_SHA512:
+            return 64;
+        default:
+            return 0;
     }
 }
 
@@ -442,11 +451,14 @@ unsigned char CryptoDevice::setCryptoAlgorithm(const char* dotted) {
 // ---- The token's functions on this session ----
 
 CK_RV CryptoDevice::C_InitPIN(CK_UTF8CHAR_PTR pin, CK_ULONG pinLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_InitPIN(session, pin, pinLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_InitPIN(session, pin, pinLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
-CK_RV CryptoDevice::C_SetPIN(CK_UTF8CHAR_PTR oldPin, CK_ULONG oldLen, CK_UTF8CHAR_PTR newPin, CK_ULONG newLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_SetPIN(session, oldPin, oldLen, newPin, newLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+CK_RV CryptoDevice::C_SetPIN(CK_UTF8CHAR_PTR oldPin, CK_ULONG oldLen, CK_UTF8CHAR_PTR newPin,
+                             CK_ULONG newLen) {
+    return cryptoKi != nullptr ? cryptoKi->C_SetPIN(session, oldPin, oldLen, newPin, newLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_CloseSession() {
@@ -454,19 +466,24 @@ CK_RV CryptoDevice::C_CloseSession() {
 }
 
 CK_RV CryptoDevice::C_GetSessionInfo(CK_SESSION_INFO_PTR info) {
-    return cryptoKi != nullptr ? cryptoKi->C_GetSessionInfo(session, info) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_GetSessionInfo(session, info)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_GetOperationState(CK_BYTE_PTR state, CK_ULONG_PTR len) {
-    return cryptoKi != nullptr ? cryptoKi->C_GetOperationState(session, state, len) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_GetOperationState(session, state, len)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
-CK_RV CryptoDevice::C_SetOperationState(CK_BYTE_PTR state, CK_ULONG len, CK_OBJECT_HANDLE encKey, CK_OBJECT_HANDLE authKey) {
-    return cryptoKi != nullptr ? cryptoKi->C_SetOperationState(session, state, len, encKey, authKey) : CKR_CRYPTOKI_NOT_INITIALIZED;
+CK_RV CryptoDevice::C_SetOperationState(CK_BYTE_PTR state, CK_ULONG len, CK_OBJECT_HANDLE encKey,
+                                        CK_OBJECT_HANDLE authKey) {
+    return cryptoKi != nullptr ? cryptoKi->C_SetOperationState(session, state, len, encKey, authKey)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_Login(CK_USER_TYPE user, CK_UTF8CHAR_PTR pin, CK_ULONG pinLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_Login(session, user, pin, pinLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_Login(session, user, pin, pinLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_Logout() {
@@ -474,71 +491,93 @@ CK_RV CryptoDevice::C_Logout() {
 }
 
 CK_RV CryptoDevice::C_CreateObject(CK_ATTRIBUTE_PTR t, CK_ULONG n, CK_OBJECT_HANDLE_PTR object) {
-    return cryptoKi != nullptr ? cryptoKi->C_CreateObject(session, t, n, object) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_CreateObject(session, t, n, object)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
-CK_RV CryptoDevice::C_CopyObject(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_PTR t, CK_ULONG n, CK_OBJECT_HANDLE_PTR copy) {
-    return cryptoKi != nullptr ? cryptoKi->C_CopyObject(session, object, t, n, copy) : CKR_CRYPTOKI_NOT_INITIALIZED;
+CK_RV CryptoDevice::C_CopyObject(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_PTR t, CK_ULONG n,
+                                 CK_OBJECT_HANDLE_PTR copy) {
+    return cryptoKi != nullptr ? cryptoKi->C_CopyObject(session, object, t, n, copy)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_DestroyObject(CK_OBJECT_HANDLE object) {
-    return cryptoKi != nullptr ? cryptoKi->C_DestroyObject(session, object) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_DestroyObject(session, object)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_GetObjectSize(CK_OBJECT_HANDLE object, CK_ULONG_PTR size) {
-    return cryptoKi != nullptr ? cryptoKi->C_GetObjectSize(session, object, size) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_GetObjectSize(session, object, size)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_GetAttributeValue(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_PTR t, CK_ULONG n) {
-    return cryptoKi != nullptr ? cryptoKi->C_GetAttributeValue(session, object, t, n) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_GetAttributeValue(session, object, t, n)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_SetAttributeValue(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_PTR t, CK_ULONG n) {
-    return cryptoKi != nullptr ? cryptoKi->C_SetAttributeValue(session, object, t, n) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_SetAttributeValue(session, object, t, n)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_FindObjectsInit(CK_ATTRIBUTE_PTR t, CK_ULONG n) {
-    return cryptoKi != nullptr ? cryptoKi->C_FindObjectsInit(session, t, n) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_FindObjectsInit(session, t, n)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_FindObjects(CK_OBJECT_HANDLE_PTR list, CK_ULONG max, CK_ULONG_PTR count) {
-    return cryptoKi != nullptr ? cryptoKi->C_FindObjects(session, list, max, count) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_FindObjects(session, list, max, count)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_FindObjectsFinal() {
-    return cryptoKi != nullptr ? cryptoKi->C_FindObjectsFinal(session) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_FindObjectsFinal(session)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_EncryptInit(CK_MECHANISM_PTR m, CK_OBJECT_HANDLE key) {
-    return cryptoKi != nullptr ? cryptoKi->C_EncryptInit(session, m, key) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_EncryptInit(session, m, key)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
-CK_RV CryptoDevice::C_Encrypt(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out, CK_ULONG_PTR outLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_Encrypt(session, in, inLen, out, outLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+CK_RV CryptoDevice::C_Encrypt(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out,
+                              CK_ULONG_PTR outLen) {
+    return cryptoKi != nullptr ? cryptoKi->C_Encrypt(session, in, inLen, out, outLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
-CK_RV CryptoDevice::C_EncryptUpdate(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out, CK_ULONG_PTR outLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_EncryptUpdate(session, in, inLen, out, outLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+CK_RV CryptoDevice::C_EncryptUpdate(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out,
+                                    CK_ULONG_PTR outLen) {
+    return cryptoKi != nullptr ? cryptoKi->C_EncryptUpdate(session, in, inLen, out, outLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_EncryptFinal(CK_BYTE_PTR out, CK_ULONG_PTR outLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_EncryptFinal(session, out, outLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_EncryptFinal(session, out, outLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_DecryptInit(CK_MECHANISM_PTR m, CK_OBJECT_HANDLE key) {
-    return cryptoKi != nullptr ? cryptoKi->C_DecryptInit(session, m, key) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_DecryptInit(session, m, key)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
-CK_RV CryptoDevice::C_Decrypt(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out, CK_ULONG_PTR outLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_Decrypt(session, in, inLen, out, outLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+CK_RV CryptoDevice::C_Decrypt(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out,
+                              CK_ULONG_PTR outLen) {
+    return cryptoKi != nullptr ? cryptoKi->C_Decrypt(session, in, inLen, out, outLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
-CK_RV CryptoDevice::C_DecryptUpdate(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out, CK_ULONG_PTR outLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_DecryptUpdate(session, in, inLen, out, outLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+CK_RV CryptoDevice::C_DecryptUpdate(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out,
+                                    CK_ULONG_PTR outLen) {
+    return cryptoKi != nullptr ? cryptoKi->C_DecryptUpdate(session, in, inLen, out, outLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_DecryptFinal(CK_BYTE_PTR out, CK_ULONG_PTR outLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_DecryptFinal(session, out, outLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_DecryptFinal(session, out, outLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_DigestInit(CK_MECHANISM_PTR m) {
@@ -546,11 +585,13 @@ CK_RV CryptoDevice::C_DigestInit(CK_MECHANISM_PTR m) {
 }
 
 CK_RV CryptoDevice::C_Digest(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out, CK_ULONG_PTR outLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_Digest(session, in, inLen, out, outLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_Digest(session, in, inLen, out, outLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_DigestUpdate(CK_BYTE_PTR in, CK_ULONG inLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_DigestUpdate(session, in, inLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_DigestUpdate(session, in, inLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_DigestKey(CK_OBJECT_HANDLE key) {
@@ -558,103 +599,142 @@ CK_RV CryptoDevice::C_DigestKey(CK_OBJECT_HANDLE key) {
 }
 
 CK_RV CryptoDevice::C_DigestFinal(CK_BYTE_PTR out, CK_ULONG_PTR outLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_DigestFinal(session, out, outLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_DigestFinal(session, out, outLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_SignInit(CK_MECHANISM_PTR m, CK_OBJECT_HANDLE key) {
-    return cryptoKi != nullptr ? cryptoKi->C_SignInit(session, m, key) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_SignInit(session, m, key)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_Sign(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR sig, CK_ULONG_PTR sigLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_Sign(session, in, inLen, sig, sigLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_Sign(session, in, inLen, sig, sigLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_SignUpdate(CK_BYTE_PTR in, CK_ULONG inLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_SignUpdate(session, in, inLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_SignUpdate(session, in, inLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_SignFinal(CK_BYTE_PTR sig, CK_ULONG_PTR sigLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_SignFinal(session, sig, sigLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_SignFinal(session, sig, sigLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_SignRecoverInit(CK_MECHANISM_PTR m, CK_OBJECT_HANDLE key) {
-    return cryptoKi != nullptr ? cryptoKi->C_SignRecoverInit(session, m, key) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_SignRecoverInit(session, m, key)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
-CK_RV CryptoDevice::C_SignRecover(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR sig, CK_ULONG_PTR sigLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_SignRecover(session, in, inLen, sig, sigLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+CK_RV CryptoDevice::C_SignRecover(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR sig,
+                                  CK_ULONG_PTR sigLen) {
+    return cryptoKi != nullptr ? cryptoKi->C_SignRecover(session, in, inLen, sig, sigLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_VerifyInit(CK_MECHANISM_PTR m, CK_OBJECT_HANDLE key) {
-    return cryptoKi != nullptr ? cryptoKi->C_VerifyInit(session, m, key) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_VerifyInit(session, m, key)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_Verify(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR sig, CK_ULONG sigLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_Verify(session, in, inLen, sig, sigLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_Verify(session, in, inLen, sig, sigLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_VerifyUpdate(CK_BYTE_PTR in, CK_ULONG inLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_VerifyUpdate(session, in, inLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_VerifyUpdate(session, in, inLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_VerifyFinal(CK_BYTE_PTR sig, CK_ULONG sigLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_VerifyFinal(session, sig, sigLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_VerifyFinal(session, sig, sigLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_VerifyRecoverInit(CK_MECHANISM_PTR m, CK_OBJECT_HANDLE key) {
-    return cryptoKi != nullptr ? cryptoKi->C_VerifyRecoverInit(session, m, key) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_VerifyRecoverInit(session, m, key)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
-CK_RV CryptoDevice::C_VerifyRecover(CK_BYTE_PTR sig, CK_ULONG sigLen, CK_BYTE_PTR out, CK_ULONG_PTR outLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_VerifyRecover(session, sig, sigLen, out, outLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+CK_RV CryptoDevice::C_VerifyRecover(CK_BYTE_PTR sig, CK_ULONG sigLen, CK_BYTE_PTR out,
+                                    CK_ULONG_PTR outLen) {
+    return cryptoKi != nullptr ? cryptoKi->C_VerifyRecover(session, sig, sigLen, out, outLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
-CK_RV CryptoDevice::C_DigestEncryptUpdate(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out, CK_ULONG_PTR outLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_DigestEncryptUpdate(session, in, inLen, out, outLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+CK_RV CryptoDevice::C_DigestEncryptUpdate(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out,
+                                          CK_ULONG_PTR outLen) {
+    return cryptoKi != nullptr ? cryptoKi->C_DigestEncryptUpdate(session, in, inLen, out, outLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
-CK_RV CryptoDevice::C_DecryptDigestUpdate(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out, CK_ULONG_PTR outLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_DecryptDigestUpdate(session, in, inLen, out, outLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+CK_RV CryptoDevice::C_DecryptDigestUpdate(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out,
+                                          CK_ULONG_PTR outLen) {
+    return cryptoKi != nullptr ? cryptoKi->C_DecryptDigestUpdate(session, in, inLen, out, outLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
-CK_RV CryptoDevice::C_SignEncryptUpdate(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out, CK_ULONG_PTR outLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_SignEncryptUpdate(session, in, inLen, out, outLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+CK_RV CryptoDevice::C_SignEncryptUpdate(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out,
+                                        CK_ULONG_PTR outLen) {
+    return cryptoKi != nullptr ? cryptoKi->C_SignEncryptUpdate(session, in, inLen, out, outLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
-CK_RV CryptoDevice::C_DecryptVerifyUpdate(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out, CK_ULONG_PTR outLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_DecryptVerifyUpdate(session, in, inLen, out, outLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+CK_RV CryptoDevice::C_DecryptVerifyUpdate(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out,
+                                          CK_ULONG_PTR outLen) {
+    return cryptoKi != nullptr ? cryptoKi->C_DecryptVerifyUpdate(session, in, inLen, out, outLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
-CK_RV CryptoDevice::C_GenerateKey(CK_MECHANISM_PTR m, CK_ATTRIBUTE_PTR t, CK_ULONG n, CK_OBJECT_HANDLE_PTR key) {
-    return cryptoKi != nullptr ? cryptoKi->C_GenerateKey(session, m, t, n, key) : CKR_CRYPTOKI_NOT_INITIALIZED;
+CK_RV CryptoDevice::C_GenerateKey(CK_MECHANISM_PTR m, CK_ATTRIBUTE_PTR t, CK_ULONG n,
+                                  CK_OBJECT_HANDLE_PTR key) {
+    return cryptoKi != nullptr ? cryptoKi->C_GenerateKey(session, m, t, n, key)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
-CK_RV CryptoDevice::C_GenerateKeyPair(CK_MECHANISM_PTR m, CK_ATTRIBUTE_PTR pubT, CK_ULONG pubN, CK_ATTRIBUTE_PTR privT, CK_ULONG privN, CK_OBJECT_HANDLE_PTR pub, CK_OBJECT_HANDLE_PTR priv) {
-    return cryptoKi != nullptr ? cryptoKi->C_GenerateKeyPair(session, m, pubT, pubN, privT, privN, pub, priv) : CKR_CRYPTOKI_NOT_INITIALIZED;
+CK_RV CryptoDevice::C_GenerateKeyPair(CK_MECHANISM_PTR m, CK_ATTRIBUTE_PTR pubT, CK_ULONG pubN,
+                                      CK_ATTRIBUTE_PTR privT, CK_ULONG privN,
+                                      CK_OBJECT_HANDLE_PTR pub, CK_OBJECT_HANDLE_PTR priv) {
+    return cryptoKi != nullptr
+               ? cryptoKi->C_GenerateKeyPair(session, m, pubT, pubN, privT, privN, pub, priv)
+               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
-CK_RV CryptoDevice::C_WrapKey(CK_MECHANISM_PTR m, CK_OBJECT_HANDLE wrapping, CK_OBJECT_HANDLE key, CK_BYTE_PTR out, CK_ULONG_PTR outLen) {
-    return cryptoKi != nullptr ? cryptoKi->C_WrapKey(session, m, wrapping, key, out, outLen) : CKR_CRYPTOKI_NOT_INITIALIZED;
+CK_RV CryptoDevice::C_WrapKey(CK_MECHANISM_PTR m, CK_OBJECT_HANDLE wrapping, CK_OBJECT_HANDLE key,
+                              CK_BYTE_PTR out, CK_ULONG_PTR outLen) {
+    return cryptoKi != nullptr ? cryptoKi->C_WrapKey(session, m, wrapping, key, out, outLen)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
-CK_RV CryptoDevice::C_UnwrapKey(CK_MECHANISM_PTR m, CK_OBJECT_HANDLE unwrapping, CK_BYTE_PTR in, CK_ULONG inLen, CK_ATTRIBUTE_PTR t, CK_ULONG n, CK_OBJECT_HANDLE_PTR key) {
-    return cryptoKi != nullptr ? cryptoKi->C_UnwrapKey(session, m, unwrapping, in, inLen, t, n, key) : CKR_CRYPTOKI_NOT_INITIALIZED;
+CK_RV CryptoDevice::C_UnwrapKey(CK_MECHANISM_PTR m, CK_OBJECT_HANDLE unwrapping, CK_BYTE_PTR in,
+                                CK_ULONG inLen, CK_ATTRIBUTE_PTR t, CK_ULONG n,
+                                CK_OBJECT_HANDLE_PTR key) {
+    return cryptoKi != nullptr ? cryptoKi->C_UnwrapKey(session, m, unwrapping, in, inLen, t, n, key)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
-CK_RV CryptoDevice::C_DeriveKey(CK_MECHANISM_PTR m, CK_OBJECT_HANDLE base, CK_ATTRIBUTE_PTR t, CK_ULONG n, CK_OBJECT_HANDLE_PTR key) {
-    return cryptoKi != nullptr ? cryptoKi->C_DeriveKey(session, m, base, t, n, key) : CKR_CRYPTOKI_NOT_INITIALIZED;
+CK_RV CryptoDevice::C_DeriveKey(CK_MECHANISM_PTR m, CK_OBJECT_HANDLE base, CK_ATTRIBUTE_PTR t,
+                                CK_ULONG n, CK_OBJECT_HANDLE_PTR key) {
+    return cryptoKi != nullptr ? cryptoKi->C_DeriveKey(session, m, base, t, n, key)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_SeedRandom(CK_BYTE_PTR seed, CK_ULONG len) {
-    return cryptoKi != nullptr ? cryptoKi->C_SeedRandom(session, seed, len) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_SeedRandom(session, seed, len)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_GenerateRandom(CK_BYTE_PTR out, CK_ULONG len) {
-    return cryptoKi != nullptr ? cryptoKi->C_GenerateRandom(session, out, len) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_GenerateRandom(session, out, len)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_GetFunctionStatus() {
-    return cryptoKi != nullptr ? cryptoKi->C_GetFunctionStatus(session) : CKR_CRYPTOKI_NOT_INITIALIZED;
+    return cryptoKi != nullptr ? cryptoKi->C_GetFunctionStatus(session)
+                               : CKR_CRYPTOKI_NOT_INITIALIZED;
 }
 
 CK_RV CryptoDevice::C_CancelFunction() {

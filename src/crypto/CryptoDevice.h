@@ -167,15 +167,18 @@ public:
 
     // ---- The token's functions on this device's session ----
     CK_RV C_InitPIN(CK_UTF8CHAR_PTR pin, CK_ULONG pinLen);
-    CK_RV C_SetPIN(CK_UTF8CHAR_PTR oldPin, CK_ULONG oldLen, CK_UTF8CHAR_PTR newPin, CK_ULONG newLen);
+    CK_RV C_SetPIN(CK_UTF8CHAR_PTR oldPin, CK_ULONG oldLen, CK_UTF8CHAR_PTR newPin,
+                   CK_ULONG newLen);
     CK_RV C_CloseSession();
     CK_RV C_GetSessionInfo(CK_SESSION_INFO_PTR info);
     CK_RV C_GetOperationState(CK_BYTE_PTR state, CK_ULONG_PTR len);
-    CK_RV C_SetOperationState(CK_BYTE_PTR state, CK_ULONG len, CK_OBJECT_HANDLE encKey, CK_OBJECT_HANDLE authKey);
+    CK_RV C_SetOperationState(CK_BYTE_PTR state, CK_ULONG len, CK_OBJECT_HANDLE encKey,
+                              CK_OBJECT_HANDLE authKey);
     CK_RV C_Login(CK_USER_TYPE user, CK_UTF8CHAR_PTR pin, CK_ULONG pinLen);
     CK_RV C_Logout();
     CK_RV C_CreateObject(CK_ATTRIBUTE_PTR t, CK_ULONG n, CK_OBJECT_HANDLE_PTR object);
-    CK_RV C_CopyObject(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_PTR t, CK_ULONG n, CK_OBJECT_HANDLE_PTR copy);
+    CK_RV C_CopyObject(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_PTR t, CK_ULONG n,
+                       CK_OBJECT_HANDLE_PTR copy);
     CK_RV C_DestroyObject(CK_OBJECT_HANDLE object);
     CK_RV C_GetObjectSize(CK_OBJECT_HANDLE object, CK_ULONG_PTR size);
     CK_RV C_GetAttributeValue(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_PTR t, CK_ULONG n);
@@ -208,15 +211,24 @@ public:
     CK_RV C_VerifyFinal(CK_BYTE_PTR sig, CK_ULONG sigLen);
     CK_RV C_VerifyRecoverInit(CK_MECHANISM_PTR m, CK_OBJECT_HANDLE key);
     CK_RV C_VerifyRecover(CK_BYTE_PTR sig, CK_ULONG sigLen, CK_BYTE_PTR out, CK_ULONG_PTR outLen);
-    CK_RV C_DigestEncryptUpdate(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out, CK_ULONG_PTR outLen);
-    CK_RV C_DecryptDigestUpdate(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out, CK_ULONG_PTR outLen);
+    CK_RV C_DigestEncryptUpdate(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out,
+                                CK_ULONG_PTR outLen);
+    CK_RV C_DecryptDigestUpdate(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out,
+                                CK_ULONG_PTR outLen);
     CK_RV C_SignEncryptUpdate(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out, CK_ULONG_PTR outLen);
-    CK_RV C_DecryptVerifyUpdate(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out, CK_ULONG_PTR outLen);
-    CK_RV C_GenerateKey(CK_MECHANISM_PTR m, CK_ATTRIBUTE_PTR t, CK_ULONG n, CK_OBJECT_HANDLE_PTR key);
-    CK_RV C_GenerateKeyPair(CK_MECHANISM_PTR m, CK_ATTRIBUTE_PTR pubT, CK_ULONG pubN, CK_ATTRIBUTE_PTR privT, CK_ULONG privN, CK_OBJECT_HANDLE_PTR pub, CK_OBJECT_HANDLE_PTR priv);
-    CK_RV C_WrapKey(CK_MECHANISM_PTR m, CK_OBJECT_HANDLE wrapping, CK_OBJECT_HANDLE key, CK_BYTE_PTR out, CK_ULONG_PTR outLen);
-    CK_RV C_UnwrapKey(CK_MECHANISM_PTR m, CK_OBJECT_HANDLE unwrapping, CK_BYTE_PTR in, CK_ULONG inLen, CK_ATTRIBUTE_PTR t, CK_ULONG n, CK_OBJECT_HANDLE_PTR key);
-    CK_RV C_DeriveKey(CK_MECHANISM_PTR m, CK_OBJECT_HANDLE base, CK_ATTRIBUTE_PTR t, CK_ULONG n, CK_OBJECT_HANDLE_PTR key);
+    CK_RV C_DecryptVerifyUpdate(CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out,
+                                CK_ULONG_PTR outLen);
+    CK_RV C_GenerateKey(CK_MECHANISM_PTR m, CK_ATTRIBUTE_PTR t, CK_ULONG n,
+                        CK_OBJECT_HANDLE_PTR key);
+    CK_RV C_GenerateKeyPair(CK_MECHANISM_PTR m, CK_ATTRIBUTE_PTR pubT, CK_ULONG pubN,
+                            CK_ATTRIBUTE_PTR privT, CK_ULONG privN, CK_OBJECT_HANDLE_PTR pub,
+                            CK_OBJECT_HANDLE_PTR priv);
+    CK_RV C_WrapKey(CK_MECHANISM_PTR m, CK_OBJECT_HANDLE wrapping, CK_OBJECT_HANDLE key,
+                    CK_BYTE_PTR out, CK_ULONG_PTR outLen);
+    CK_RV C_UnwrapKey(CK_MECHANISM_PTR m, CK_OBJECT_HANDLE unwrapping, CK_BYTE_PTR in,
+                      CK_ULONG inLen, CK_ATTRIBUTE_PTR t, CK_ULONG n, CK_OBJECT_HANDLE_PTR key);
+    CK_RV C_DeriveKey(CK_MECHANISM_PTR m, CK_OBJECT_HANDLE base, CK_ATTRIBUTE_PTR t, CK_ULONG n,
+                      CK_OBJECT_HANDLE_PTR key);
     CK_RV C_SeedRandom(CK_BYTE_PTR seed, CK_ULONG len);
     CK_RV C_GenerateRandom(CK_BYTE_PTR out, CK_ULONG len);
     CK_RV C_GetFunctionStatus();

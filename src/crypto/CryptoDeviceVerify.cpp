@@ -91,9 +91,8 @@ unsigned char* CryptoDevice::signatureBytes(Signature* signature, unsigned long*
     return out;
 }
 
-bool CryptoDevice::verifyAt(Signature* signature, DigestInfo* digestInfo,
-                            const unsigned char* data, unsigned long len,
-                            CK_OBJECT_HANDLE handle) {
+bool CryptoDevice::verifyAt(Signature* signature, DigestInfo* digestInfo, const unsigned char* data,
+                            unsigned long len, CK_OBJECT_HANDLE handle) {
     Bytes sig;
     sig.p = signatureBytes(signature, &sig.n);
     if (sig.p == nullptr) {
@@ -163,8 +162,8 @@ bool CryptoDevice::verify(const unsigned char* sig, unsigned long sigLen, Digest
     return false;
 }
 
-bool CryptoDevice::verify(const unsigned char* sig, unsigned long sigLen,
-                          const unsigned char* data, unsigned long len, unsigned long key) {
+bool CryptoDevice::verify(const unsigned char* sig, unsigned long sigLen, const unsigned char* data,
+                          unsigned long len, unsigned long key) {
     if (key == 0) {
         lastError = CKR_SIGNATURE_INVALID;
         return false;
@@ -188,8 +187,9 @@ bool CryptoDevice::verify(const unsigned char* sig, unsigned long sigLen,
     lastError = cryptoKi->C_VerifyInit(session, &signMechanism, key);
     if (lastError != CKR_OK) return false;
     unsigned char none = 0;
-    lastError = cryptoKi->C_Verify(session, data != nullptr ? const_cast<unsigned char*>(data) : &none,
-                                   len, const_cast<unsigned char*>(sig), sigLen);
+    lastError =
+        cryptoKi->C_Verify(session, data != nullptr ? const_cast<unsigned char*>(data) : &none, len,
+                           const_cast<unsigned char*>(sig), sigLen);
     return lastError == CKR_OK;
 }
 
@@ -308,11 +308,13 @@ unsigned char* CryptoDevice::encrypt(const unsigned char* data, unsigned long le
     lastError = cryptoKi->C_EncryptInit(session, &m, handle);
     CK_ULONG n = 0;
     if (lastError == CKR_OK) {
-        lastError = cryptoKi->C_Encrypt(session, const_cast<unsigned char*>(data), len, nullptr, &n);
+        lastError =
+            cryptoKi->C_Encrypt(session, const_cast<unsigned char*>(data), len, nullptr, &n);
     }
     if (lastError == CKR_OK) {
         out.reset(new unsigned char[n > 0 ? n : 1]);
-        lastError = cryptoKi->C_Encrypt(session, const_cast<unsigned char*>(data), len, out.get(), &n);
+        lastError =
+            cryptoKi->C_Encrypt(session, const_cast<unsigned char*>(data), len, out.get(), &n);
     }
     unsigned long result = lastError;
     destroyObject(&handle);
@@ -366,12 +368,12 @@ unsigned char CryptoDevice::setPrivateKey(RSAPrivateKey* key) {
         lastError = CKR_ARGUMENTS_BAD;
         return 0;
     }
-    const BigInteger* parts[8] = {&key->getModulus(),  &key->getPublicExponent(),
+    const BigInteger* parts[8] = {&key->getModulus(),         &key->getPublicExponent(),
                                   &key->getPrivateExponent(), &key->getPrime1(),
-                                  &key->getPrime2(),   &key->getExponent1(),
-                                  &key->getExponent2(), &key->getCoefficient()};
-    const CK_ATTRIBUTE_TYPE types[8] = {CKA_MODULUS, CKA_PUBLIC_EXPONENT, CKA_PRIVATE_EXPONENT,
-                                        CKA_PRIME_1, CKA_PRIME_2, CKA_EXPONENT_1,
+                                  &key->getPrime2(),          &key->getExponent1(),
+                                  &key->getExponent2(),       &key->getCoefficient()};
+    const CK_ATTRIBUTE_TYPE types[8] = {CKA_MODULUS,    CKA_PUBLIC_EXPONENT, CKA_PRIVATE_EXPONENT,
+                                        CKA_PRIME_1,    CKA_PRIME_2,         CKA_EXPONENT_1,
                                         CKA_EXPONENT_2, CKA_COEFFICIENT};
     Bytes bytes[8];
     CK_OBJECT_CLASS objectClass = CKO_PRIVATE_KEY;

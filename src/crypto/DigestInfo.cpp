@@ -13,8 +13,7 @@ DigestInfo::DigestInfo(const AlgorithmIdentifier* a, const unsigned char* p, uns
     setDigest(p, n);
 }
 
-DigestInfo::DigestInfo(const char* dotted, const unsigned char* p, unsigned int n)
-    : DigestInfo() {
+DigestInfo::DigestInfo(const char* dotted, const unsigned char* p, unsigned int n) : DigestInfo() {
     algorithm = new AlgorithmIdentifier(dotted);
     setDigest(p, n);
 }
@@ -24,7 +23,9 @@ DigestInfo::~DigestInfo() {
     delete[] digest;
 }
 
-DigestInfo* DigestInfo::clone() const { return new DigestInfo(algorithm, digest, length); }
+DigestInfo* DigestInfo::clone() const {
+    return new DigestInfo(algorithm, digest, length);
+}
 
 AlgorithmIdentifier* DigestInfo::getAlgorithm() const {
     return algorithm != nullptr ? algorithm->clone() : nullptr;
@@ -69,14 +70,14 @@ unsigned char DigestInfo::isEqual(const DigestInfo* other) const {
 }
 
 unsigned int DigestInfo::getWrapLength(Buffer* b) {
-    unsigned int sum = (algorithm != nullptr ? algorithm->getWrapLength(b) : 0) +
-                       b->lenASN1(digest, length);
+    unsigned int sum =
+        (algorithm != nullptr ? algorithm->getWrapLength(b) : 0) + b->lenASN1(digest, length);
     return b->lenASN1Sequence(sum);
 }
 
 void DigestInfo::wrapASN1(Buffer* b) {
-    unsigned int sum = (algorithm != nullptr ? algorithm->getWrapLength(b) : 0) +
-                       b->lenASN1(digest, length);
+    unsigned int sum =
+        (algorithm != nullptr ? algorithm->getWrapLength(b) : 0) + b->lenASN1(digest, length);
     b->writeASN1Sequence(sum);
     if (algorithm != nullptr) algorithm->wrapASN1(b);
     b->writeASN1(digest, length);

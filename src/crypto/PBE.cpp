@@ -15,10 +15,9 @@ void PBE::deriveKey(const unsigned char* password, unsigned long passwordLen,
     mac.init(&sha, password, passwordLen);
     unsigned char u[SHA1::kLength], t[SHA1::kLength];
     for (unsigned int block = 1, done = 0; done < outLen; ++block) {
-        unsigned char index[4] = {static_cast<unsigned char>(block >> 24),
-                                  static_cast<unsigned char>(block >> 16),
-                                  static_cast<unsigned char>(block >> 8),
-                                  static_cast<unsigned char>(block)};
+        unsigned char index[4] = {
+            static_cast<unsigned char>(block >> 24), static_cast<unsigned char>(block >> 16),
+            static_cast<unsigned char>(block >> 8), static_cast<unsigned char>(block)};
         mac.update(salt, saltLen);
         mac.update(index, 4);
         mac.final(u);

@@ -11,9 +11,13 @@ PBEParameter::PBEParameter(const unsigned char* p, unsigned int n, int count) : 
     iterations = count;
 }
 
-PBEParameter::~PBEParameter() { delete[] salt; }
+PBEParameter::~PBEParameter() {
+    delete[] salt;
+}
 
-PBEParameter* PBEParameter::clone() const { return new PBEParameter(salt, saltLen, iterations); }
+PBEParameter* PBEParameter::clone() const {
+    return new PBEParameter(salt, saltLen, iterations);
+}
 
 void PBEParameter::setSalt(const unsigned char* p, unsigned int n) {
     delete[] salt;

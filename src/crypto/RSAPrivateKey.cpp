@@ -5,9 +5,8 @@
 #include "crypto/RandomGenerator.h"
 
 RSAPrivateKey::RSAPrivateKey()
-    : Key(kPrivate),
-      fields{&version,  &modulus,   &publicExponent, &privateExponent, &prime1,
-             &prime2,   &exponent1, &exponent2,      &coefficient} {}
+    : Key(kPrivate), fields{&version, &modulus,   &publicExponent, &privateExponent, &prime1,
+                            &prime2,  &exponent1, &exponent2,      &coefficient} {}
 
 bool RSAPrivateKey::isBEREncoded() const {
     for (const BigInteger* f : fields) {

@@ -18,8 +18,8 @@ void compressPortable(uint32_t* h, const unsigned char* p, size_t blocks) {
         uint32_t a = h[0], b = h[1], c = h[2], d = h[3], e = h[4];
         for (int i = 0; i < 80; ++i) {
             if (i >= 16) {
-                w[i & 15] = rotl32(w[(i + 13) & 15] ^ w[(i + 8) & 15] ^ w[(i + 2) & 15] ^ w[i & 15],
-                                   1);
+                w[i & 15] =
+                    rotl32(w[(i + 13) & 15] ^ w[(i + 8) & 15] ^ w[(i + 2) & 15] ^ w[i & 15], 1);
             }
             uint32_t f, k;
             if (i < 20) {
@@ -62,8 +62,8 @@ SIGILO_SHA_TARGET inline void sha1Step(__m128i& abcd, __m128i* e, __m128i* w,
                                        const unsigned char* p, __m128i mask) {
     constexpr int a = i & 1;
     if constexpr (i < 4) {
-        w[i] = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i)),
-                                mask);
+        w[i] =
+            _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i)), mask);
     }
     if constexpr (i == 0) {
         e[0] = _mm_add_epi32(e[0], w[0]);
@@ -82,15 +82,13 @@ SIGILO_SHA_TARGET inline void sha1Step(__m128i& abcd, __m128i* e, __m128i* w,
 }
 
 template <int... i>
-SIGILO_SHA_TARGET inline void sha1Steps(std::integer_sequence<int, i...>, __m128i& abcd,
-                                        __m128i* e, __m128i* w, const unsigned char* p,
-                                        __m128i mask) {
+SIGILO_SHA_TARGET inline void sha1Steps(std::integer_sequence<int, i...>, __m128i& abcd, __m128i* e,
+                                        __m128i* w, const unsigned char* p, __m128i mask) {
     (sha1Step<i>(abcd, e, w, p, mask), ...);
 }
 
-__attribute__((target("sha,sse4.1,ssse3"))) void compressSHANI(uint32_t* h,
-                                                                const unsigned char* p,
-                                                                size_t blocks) {
+__attribute__((target("sha,sse4.1,ssse3"))) void compressSHANI(uint32_t* h, const unsigned char* p,
+                                                               size_t blocks) {
     const __m128i mask = _mm_set_epi64x(0x0001020304050607LL, 0x08090a0b0c0d0e0fLL);
     __m128i abcd = _mm_shuffle_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(h)), 0x1B);
     __m128i e0 = _mm_set_epi32(static_cast<int>(h[4]), 0, 0, 0);
@@ -110,7 +108,9 @@ __attribute__((target("sha,sse4.1,ssse3"))) void compressSHANI(uint32_t* h,
 
 }  // namespace
 
-SHA1::SHA1() : BlockDigest(64, 8, true), h() { reset(); }
+SHA1::SHA1() : BlockDigest(64, 8, true), h() {
+    reset();
+}
 
 void SHA1::reset() {
     h[0] = 0x67452301;

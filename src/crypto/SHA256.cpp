@@ -12,24 +12,23 @@
 namespace {
 
 alignas(16) const uint32_t kK[64] = {
-    0x428a2f98, 0x71374491, 0xb5c0fbcf, 0xe9b5dba5, 0x3956c25b, 0x59f111f1, 0x923f82a4,
-    0xab1c5ed5, 0xd807aa98, 0x12835b01, 0x243185be, 0x550c7dc3, 0x72be5d74, 0x80deb1fe,
-    0x9bdc06a7, 0xc19bf174, 0xe49b69c1, 0xefbe4786, 0x0fc19dc6, 0x240ca1cc, 0x2de92c6f,
-    0x4a7484aa, 0x5cb0a9dc, 0x76f988da, 0x983e5152, 0xa831c66d, 0xb00327c8, 0xbf597fc7,
-    0xc6e00bf3, 0xd5a79147, 0x06ca6351, 0x14292967, 0x27b70a85, 0x2e1b2138, 0x4d2c6dfc,
-    0x53380d13, 0x650a7354, 0x766a0abb, 0x81c2c92e, 0x92722c85, 0xa2bfe8a1, 0xa81a664b,
-    0xc24b8b70, 0xc76c51a3, 0xd192e819, 0xd6990624, 0xf40e3585, 0x106aa070, 0x19a4c116,
-    0x1e376c08, 0x2748774c, 0x34b0bcb5, 0x391c0cb3, 0x4ed8aa4a, 0x5b9cca4f, 0x682e6ff3,
-    0x748f82ee, 0x78a5636f, 0x84c87814, 0x8cc70208, 0x90befffa, 0xa4506ceb, 0xbef9a3f7,
-    0xc67178f2};
+    0x428a2f98, 0x71374491, 0xb5c0fbcf, 0xe9b5dba5, 0x3956c25b, 0x59f111f1, 0x923f82a4, 0xab1c5ed5,
+    0xd807aa98, 0x12835b01, 0x243185be, 0x550c7dc3, 0x72be5d74, 0x80deb1fe, 0x9bdc06a7, 0xc19bf174,
+    0xe49b69c1, 0xefbe4786, 0x0fc19dc6, 0x240ca1cc, 0x2de92c6f, 0x4a7484aa, 0x5cb0a9dc, 0x76f988da,
+    0x983e5152, 0xa831c66d, 0xb00327c8, 0xbf597fc7, 0xc6e00bf3, 0xd5a79147, 0x06ca6351, 0x14292967,
+    0x27b70a85, 0x2e1b2138, 0x4d2c6dfc, 0x53380d13, 0x650a7354, 0x766a0abb, 0x81c2c92e, 0x92722c85,
+    0xa2bfe8a1, 0xa81a664b, 0xc24b8b70, 0xc76c51a3, 0xd192e819, 0xd6990624, 0xf40e3585, 0x106aa070,
+    0x19a4c116, 0x1e376c08, 0x2748774c, 0x34b0bcb5, 0x391c0cb3, 0x4ed8aa4a, 0x5b9cca4f, 0x682e6ff3,
+    0x748f82ee, 0x78a5636f, 0x84c87814, 0x8cc70208, 0x90befffa, 0xa4506ceb, 0xbef9a3f7, 0xc67178f2};
 
-#define SIGILO_SHA256_ROUND(a, b, c, d, e, f, g, h, i)                                        \
-    do {                                                                                      \
+#define SIGILO_SHA256_ROUND(a, b, c, d, e, f, g, h, i)                                            \
+    do {                                                                                          \
         uint32_t t1 = h + (rotr32(e, 6) ^ rotr32(e, 11) ^ rotr32(e, 25)) + ((e & f) ^ (~e & g)) + \
-                      kK[i] + w[(i) & 15];                                                    \
-        uint32_t t2 = (rotr32(a, 2) ^ rotr32(a, 13) ^ rotr32(a, 22)) + ((a & b) ^ (a & c) ^ (b & c)); \
-        d += t1;                                                                              \
-        h = t1 + t2;                                                                          \
+                      kK[i] + w[(i)&15];                                                          \
+        uint32_t t2 =                                                                             \
+            (rotr32(a, 2) ^ rotr32(a, 13) ^ rotr32(a, 22)) + ((a & b) ^ (a & c) ^ (b & c));       \
+        d += t1;                                                                                  \
+        h = t1 + t2;                                                                              \
     } while (0)
 
 void compressPortable(uint32_t* state, const unsigned char* p, size_t blocks) {
@@ -77,8 +76,8 @@ template <int i>
 SIGILO_SHA_TARGET inline void sha256Step(__m128i& s0, __m128i& s1, __m128i* w,
                                          const unsigned char* p, __m128i mask) {
     if constexpr (i < 4) {
-        w[i] = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i)),
-                                mask);
+        w[i] =
+            _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i)), mask);
     }
     __m128i m =
         _mm_add_epi32(w[i & 3], _mm_load_si128(reinterpret_cast<const __m128i*>(kK + 4 * i)));
@@ -102,8 +101,8 @@ SIGILO_SHA_TARGET inline void sha256Steps(std::integer_sequence<int, i...>, __m1
 }
 
 __attribute__((target("sha,sse4.1,ssse3"))) void compressSHANI(uint32_t* state,
-                                                                const unsigned char* p,
-                                                                size_t blocks) {
+                                                               const unsigned char* p,
+                                                               size_t blocks) {
     const __m128i mask = _mm_set_epi64x(0x0c0d0e0f08090a0bLL, 0x0405060700010203LL);
     __m128i tmp = _mm_loadu_si128(reinterpret_cast<const __m128i*>(state));
     __m128i s1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(state + 4));
@@ -129,7 +128,9 @@ __attribute__((target("sha,sse4.1,ssse3"))) void compressSHANI(uint32_t* state,
 
 }  // namespace
 
-SHA256::SHA256() : BlockDigest(64, 8, true), h() { reset(); }
+SHA256::SHA256() : BlockDigest(64, 8, true), h() {
+    reset();
+}
 
 void SHA256::reset() {
     static const uint32_t initial[8] = {0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a,

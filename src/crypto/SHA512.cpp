@@ -24,18 +24,19 @@ const uint64_t kK[80] = {
     0x28db77f523047d84ULL, 0x32caab7b40c72493ULL, 0x3c9ebe0a15c9bebcULL, 0x431d67c49c100d4cULL,
     0x4cc5d4becb3e42b6ULL, 0x597f299cfc657e2aULL, 0x5fcb6fab3ad6faecULL, 0x6c44198c4a475817ULL};
 
-#define SIGILO_SHA512_ROUND(a, b, c, d, e, f, g, h, i)                                     \
-    do {                                                                                   \
-        uint64_t t1 = h + (rotr64(e, 14) ^ rotr64(e, 18) ^ rotr64(e, 41)) + (g ^ (e & (f ^ g))) + \
-                      kK[i] + w[(i) & 15];                                                 \
+#define SIGILO_SHA512_ROUND(a, b, c, d, e, f, g, h, i)                                             \
+    do {                                                                                           \
+        uint64_t t1 = h + (rotr64(e, 14) ^ rotr64(e, 18) ^ rotr64(e, 41)) + (g ^ (e & (f ^ g))) +  \
+                      kK[i] + w[(i)&15];                                                           \
         uint64_t t2 = (rotr64(a, 28) ^ rotr64(a, 34) ^ rotr64(a, 39)) + ((a & b) | (c & (a | b))); \
-        d += t1;                                                                           \
-        h = t1 + t2;                                                                       \
+        d += t1;                                                                                   \
+        h = t1 + t2;                                                                               \
     } while (0)
 
 // The rounds in groups of eight with the variables renamed instead of moved, and the message
 // schedule worked out eight words ahead.
-__attribute__((always_inline)) inline void compressBlocks(uint64_t* state, const unsigned char* p, size_t blocks) {
+__attribute__((always_inline)) inline void compressBlocks(uint64_t* state, const unsigned char* p,
+                                                          size_t blocks) {
     for (; blocks > 0; --blocks, p += 128) {
         uint64_t w[16];
         for (int i = 0; i < 16; ++i) w[i] = load64be(p + 8 * i);
@@ -85,13 +86,14 @@ bool hasBMI2() {
 
 }  // namespace
 
-SHA512::SHA512() : BlockDigest(128, 16, true), h() { SHA512::reset(); }
+SHA512::SHA512() : BlockDigest(128, 16, true), h() {
+    SHA512::reset();
+}
 
 void SHA512::reset() {
-    static const uint64_t initial[8] = {0x6a09e667f3bcc908ULL, 0xbb67ae8584caa73bULL,
-                                        0x3c6ef372fe94f82bULL, 0xa54ff53a5f1d36f1ULL,
-                                        0x510e527fade682d1ULL, 0x9b05688c2b3e6c1fULL,
-                                        0x1f83d9abfb41bd6bULL, 0x5be0cd19137e2179ULL};
+    static const uint64_t initial[8] = {
+        0x6a09e667f3bcc908ULL, 0xbb67ae8584caa73bULL, 0x3c6ef372fe94f82bULL, 0xa54ff53a5f1d36f1ULL,
+        0x510e527fade682d1ULL, 0x9b05688c2b3e6c1fULL, 0x1f83d9abfb41bd6bULL, 0x5be0cd19137e2179ULL};
     for (int i = 0; i < 8; ++i) h[i] = initial[i];
     resetCount();
 }
@@ -118,13 +120,14 @@ void SHA512::final(unsigned char* out) {
     reset();
 }
 
-SHA384::SHA384() { SHA384::reset(); }
+SHA384::SHA384() {
+    SHA384::reset();
+}
 
 void SHA384::reset() {
-    static const uint64_t initial[8] = {0xcbbb9d5dc1059ed8ULL, 0x629a292a367cd507ULL,
-                                        0x9159015a3070dd17ULL, 0x152fecd8f70e5939ULL,
-                                        0x67332667ffc00b31ULL, 0x8eb44a8768581511ULL,
-                                        0xdb0c2e0d64f98fa7ULL, 0x47b5481dbefa4fa4ULL};
+    static const uint64_t initial[8] = {
+        0xcbbb9d5dc1059ed8ULL, 0x629a292a367cd507ULL, 0x9159015a3070dd17ULL, 0x152fecd8f70e5939ULL,
+        0x67332667ffc00b31ULL, 0x8eb44a8768581511ULL, 0xdb0c2e0d64f98fa7ULL, 0x47b5481dbefa4fa4ULL};
     for (int i = 0; i < 8; ++i) h[i] = initial[i];
     resetCount();
 }

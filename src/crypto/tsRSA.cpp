@@ -33,7 +33,9 @@ unsigned long tsRSA::modulusLength(Key* key) {
     return m >= 12 ? m : 0;
 }
 
-unsigned long tsRSA::getOutLength(Key* key) { return modulusLength(key); }
+unsigned long tsRSA::getOutLength(Key* key) {
+    return modulusLength(key);
+}
 
 bool tsRSA::raise(const BigInteger& x, Key* key, BigInteger* result) {
     const BigInteger* n = modulusOf(key);

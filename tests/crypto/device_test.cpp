@@ -52,8 +52,8 @@ std::string text(char* owned) {
 }
 
 TEST_F(Device, ErrorWordsFollowTheLastResult) {
-    const VecCase c = casesOfKind(readVecFile(testData("crypto/rsa_vectors.vec")),
-                                  "rsa_signature")[2];
+    const VecCase c =
+        casesOfKind(readVecFile(testData("crypto/rsa_vectors.vec")), "rsa_signature")[2];
     ASSERT_EQ(c.get("result"), "192");
     Buffer b;
     std::vector<unsigned char> spki = c.hex("spki"), sig = c.hex("signature");
@@ -106,7 +106,8 @@ TEST_F(Device, TripleDesCipherFromItsAlgorithmIdentifier) {
     unsigned long m;
     std::unique_ptr<unsigned char[]> open(device->decode(sealed.get(), n, &m));
     ASSERT_TRUE(open);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(open.get()), m), std::string("ventun byte di testo!"));
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(open.get()), m),
+              std::string("ventun byte di testo!"));
     // The same through a SecureBuffer, deciphered in place.
     SecureBuffer b(32, device);
     b.writeBytes(plain, 21);
@@ -127,7 +128,8 @@ TEST_F(Device, KeysFoundByIdAndObjectLists) {
     std::unique_ptr<RSAPublicKey> pub(key->toRSAPublicKey());
     CK_FUNCTION_LIST* f = ki->getFunctionList();
     CK_SESSION_HANDLE s;
-    ASSERT_EQ(f->C_OpenSession(0, CKF_SERIAL_SESSION | CKF_RW_SESSION, nullptr, nullptr, &s), CKR_OK);
+    ASSERT_EQ(f->C_OpenSession(0, CKF_SERIAL_SESSION | CKF_RW_SESSION, nullptr, nullptr, &s),
+              CKR_OK);
     unsigned char* n;
     unsigned long nLen;
     pub->getModulus().toMinimalByteArray(&n, &nLen);
@@ -136,9 +138,9 @@ TEST_F(Device, KeysFoundByIdAndObjectLists) {
     CK_OBJECT_CLASS c = CKO_PUBLIC_KEY;
     CK_KEY_TYPE t = CKK_RSA;
     CK_BBOOL yes = CK_TRUE;
-    CK_ATTRIBUTE tmpl[] = {{CKA_CLASS, &c, sizeof c},     {CKA_KEY_TYPE, &t, sizeof t},
-                           {CKA_TOKEN, &yes, 1},          {CKA_MODULUS, modulus.get(), nLen},
-                           {CKA_PUBLIC_EXPONENT, e, 3},   {CKA_ID, id, 1}};
+    CK_ATTRIBUTE tmpl[] = {{CKA_CLASS, &c, sizeof c},   {CKA_KEY_TYPE, &t, sizeof t},
+                           {CKA_TOKEN, &yes, 1},        {CKA_MODULUS, modulus.get(), nLen},
+                           {CKA_PUBLIC_EXPONENT, e, 3}, {CKA_ID, id, 1}};
     CK_OBJECT_HANDLE o;
     ASSERT_EQ(f->C_CreateObject(s, tmpl, 6, &o), CKR_OK);
     EXPECT_EQ(device->findObjectWithId(CKO_PUBLIC_KEY, id, 1), o);
@@ -189,7 +191,8 @@ TEST_F(Device, ObjectsByIdAndLabel) {
     ASSERT_TRUE(sig);
     std::unique_ptr<KeyInfo> pub(device->getPublicKey(id, 2));
     ASSERT_TRUE(pub);
-    EXPECT_TRUE(device->verify(sig.get(), reinterpret_cast<const unsigned char*>("x"), 1, pub.get()));
+    EXPECT_TRUE(
+        device->verify(sig.get(), reinterpret_cast<const unsigned char*>("x"), 1, pub.get()));
     EXPECT_TRUE(device->removePrivateKey(id, 2));
     EXPECT_TRUE(device->removePublicKey(id, 2));
     EXPECT_FALSE(device->removePublicKey(id, 2));

@@ -64,8 +64,9 @@ std::string openssl(const std::string& algorithm, const std::vector<unsigned cha
     int fd = mkstemp(file);
     if (fd >= 0) close(fd);
     std::string path = file;
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(data.data()),
-                                                static_cast<std::streamsize>(data.size()));
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(data.data()),
+               static_cast<std::streamsize>(data.size()));
     std::string cmd = std::string(SIGILO_OPENSSL) + " dgst -" + algorithm + " -r " + path;
     FILE* p = popen(cmd.c_str(), "r");
     char line[256] = {};
@@ -165,7 +166,9 @@ TEST(Ciphers, DesAndTripleDesVectorsBothWays) {
         std::vector<unsigned char> key = c.hex("key"), iv = c.hex("iv");
         std::vector<unsigned char> plain = c.hex("plain"), expected = c.hex("cipher");
         int mode = key.size() == 24 ? DES::kEDE3 : key.size() == 16 ? DES::kEDE2 : 0;
-        mode |= c.get("mode") == "cbc" ? DES::kCBC : c.get("mode") == "cfb8" ? DES::kCFB8 : DES::kECB;
+        mode |= c.get("mode") == "cbc"    ? DES::kCBC
+                : c.get("mode") == "cfb8" ? DES::kCFB8
+                                          : DES::kECB;
         DES des;
         ASSERT_TRUE(des.init(mode, key.data(), static_cast<unsigned int>(key.size()),
                              iv.empty() ? nullptr : iv.data()));
@@ -232,7 +235,9 @@ protected:
 CryptoKi* DeviceDigest::ki = nullptr;
 CryptoDevice* DeviceDigest::device = nullptr;
 
-std::string hexOf(DigestInfo* d) { return d ? toHex(d->_getDigest(), d->getLength()) : "(null)"; }
+std::string hexOf(DigestInfo* d) {
+    return d ? toHex(d->_getDigest(), d->getLength()) : "(null)";
+}
 
 TEST_F(DeviceDigest, MatchesOpensslOnBoundaryLengthsAndOneMebibyte) {
     const struct {

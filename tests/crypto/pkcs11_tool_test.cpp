@@ -85,7 +85,8 @@ TEST_F(Pkcs11Tool, DiskTokenObjectsKeysAndLockOut) {
     r = tool("--slot 1 --login --pin 1234 --write-object " + file +
              " --type data --label riservato --private");
     ASSERT_EQ(r.status, 0) << r.output;
-    r = tool("--slot 1 --login --pin 1234 --write-object " + file + " --type data --label pubblico");
+    r = tool("--slot 1 --login --pin 1234 --write-object " + file +
+             " --type data --label pubblico");
     ASSERT_EQ(r.status, 0) << r.output;
 
     // Read back in a new process: the private one only after login.
@@ -100,8 +101,9 @@ TEST_F(Pkcs11Tool, DiskTokenObjectsKeysAndLockOut) {
     r = tool("--slot 1 --login --pin 1234 --keypairgen --key-type rsa:1024 --id 01 --label chiave");
     ASSERT_EQ(r.status, 0) << r.output;
     std::ofstream(work + "/msg") << "messaggio da firmare";
-    r = tool("--slot 1 --login --pin 1234 --sign --mechanism SHA256-RSA-PKCS --id 01 --input-file " +
-             work + "/msg --output-file " + work + "/sig");
+    r = tool(
+        "--slot 1 --login --pin 1234 --sign --mechanism SHA256-RSA-PKCS --id 01 --input-file " +
+        work + "/msg --output-file " + work + "/sig");
     ASSERT_EQ(r.status, 0) << r.output;
     r = tool("--slot 1 --read-object --type pubkey --id 01 --output-file " + work + "/pub.der");
     ASSERT_EQ(r.status, 0) << r.output;

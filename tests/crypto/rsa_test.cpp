@@ -16,8 +16,8 @@
 #include "crypto/RSAPublicKey.h"
 #include "crypto/RandomGenerator.h"
 #include "crypto/Signature.h"
-#include "crypto/tsRSA.h"
 #include "crypto/token/PKCS11CryptoKi.h"
+#include "crypto/tsRSA.h"
 #include "pkix/KeyInfo.h"
 #include "support/VecFile.h"
 
@@ -134,8 +134,9 @@ TEST_F(Verification, GarbageSignaturesAndKeysGiveErrorValues) {
     const VecCase c = casesOfKind(vectors(), "rsa_signature").front();
     std::unique_ptr<KeyInfo> key = keyInfoOf(c.hex("spki"));
     device->setSignAlgorithm("1.2.840.113549.1.1.11");
-    DigestInfo digest("2.16.840.1.101.3.4.2.1", reinterpret_cast<const unsigned char*>(
-                                                    "0123456789abcdef0123456789abcdef"), 32);
+    DigestInfo digest("2.16.840.1.101.3.4.2.1",
+                      reinterpret_cast<const unsigned char*>("0123456789abcdef0123456789abcdef"),
+                      32);
     std::vector<unsigned char> sig(c.hex("signature").size());
     for (unsigned char fill : {0x00, 0x01, 0xFF}) {
         std::fill(sig.begin(), sig.end(), fill);
@@ -146,9 +147,10 @@ TEST_F(Verification, GarbageSignaturesAndKeysGiveErrorValues) {
     Signature empty(sig.data(), 0);
     EXPECT_FALSE(device->verify(&empty, &digest, key.get()));
     // Keys that are no keys: an even tiny modulus, a zero exponent, an oversized modulus.
-    for (const auto& parts : std::vector<std::pair<std::vector<unsigned char>,
-                                                   std::vector<unsigned char>>>{
-             {{0x04}, {0x03}}, {std::vector<unsigned char>(128, 0xC3), {0x00}},
+    for (const auto& parts :
+         std::vector<std::pair<std::vector<unsigned char>, std::vector<unsigned char>>>{
+             {{0x04}, {0x03}},
+             {std::vector<unsigned char>(128, 0xC3), {0x00}},
              {std::vector<unsigned char>(2100, 0xF1), {0x01, 0x00, 0x01}}}) {
         RSAPublicKey bad(BigInteger(parts.first.data(), static_cast<int>(parts.first.size())),
                          BigInteger(parts.second.data(), static_cast<int>(parts.second.size())));

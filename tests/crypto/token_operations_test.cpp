@@ -43,17 +43,18 @@ protected:
         CK_MECHANISM m = {type, nullptr, 0};
         EXPECT_EQ(token.C_SignInit(h, &m, key), CKR_OK);
         CK_ULONG n = 0;
-        EXPECT_EQ(token.C_Sign(h, const_cast<unsigned char*>(data.data()), data.size(), nullptr, &n),
-                  CKR_OK);
+        EXPECT_EQ(
+            token.C_Sign(h, const_cast<unsigned char*>(data.data()), data.size(), nullptr, &n),
+            CKR_OK);
         std::vector<unsigned char> sig(n);
-        EXPECT_EQ(token.C_Sign(h, const_cast<unsigned char*>(data.data()), data.size(), sig.data(),
-                               &n),
-                  CKR_OK);
+        EXPECT_EQ(
+            token.C_Sign(h, const_cast<unsigned char*>(data.data()), data.size(), sig.data(), &n),
+            CKR_OK);
         sig.resize(n);
         return sig;
     }
-    CK_RV verify(CK_MECHANISM_TYPE type, CK_OBJECT_HANDLE key, const std::vector<unsigned char>& data,
-                 const std::vector<unsigned char>& sig) {
+    CK_RV verify(CK_MECHANISM_TYPE type, CK_OBJECT_HANDLE key,
+                 const std::vector<unsigned char>& data, const std::vector<unsigned char>& sig) {
         CK_MECHANISM m = {type, nullptr, 0};
         CK_RV rv = token.C_VerifyInit(h, &m, key);
         if (rv != CKR_OK) return rv;
@@ -69,7 +70,7 @@ TEST_F(Operations, DigestsAnswerSizeQuestionsAndMatchVectors) {
     const struct {
         CK_MECHANISM_TYPE type;
         const char* name;
-    } digests[] = {{CKM_MD5, "md5"},       {CKM_SHA_1, "sha1"},     {CKM_SHA256, "sha256"},
+    } digests[] = {{CKM_MD5, "md5"},       {CKM_SHA_1, "sha1"},    {CKM_SHA256, "sha256"},
                    {CKM_SHA384, "sha384"}, {CKM_SHA512, "sha512"}, {CKM_RIPEMD160, "ripemd160"}};
     for (const VecCase& c : casesOfKind(vectors(), "digest")) {
         std::vector<unsigned char> data = c.hex("data");
@@ -81,7 +82,8 @@ TEST_F(Operations, DigestsAnswerSizeQuestionsAndMatchVectors) {
             ASSERT_EQ(token.C_Digest(h, data.data(), data.size(), nullptr, &n), CKR_OK);
             unsigned char out[64];
             CK_ULONG small = n - 1;
-            EXPECT_EQ(token.C_Digest(h, data.data(), data.size(), out, &small), CKR_BUFFER_TOO_SMALL);
+            EXPECT_EQ(token.C_Digest(h, data.data(), data.size(), out, &small),
+                      CKR_BUFFER_TOO_SMALL);
             EXPECT_EQ(small, n);
             ASSERT_EQ(token.C_Digest(h, data.data(), data.size(), out, &n), CKR_OK);
             EXPECT_EQ(toHex(out, n), c.get(d.name)) << d.name << " " << c.where();

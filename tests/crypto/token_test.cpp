@@ -33,7 +33,8 @@ std::vector<unsigned char> fileBytes(const std::string& path) {
 
 void writeFile(const std::string& path, const std::vector<unsigned char>& bytes) {
     std::ofstream(path, std::ios::binary | std::ios::trunc)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        .write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
 }
 
 // A token with one disk slot at base + "01".
@@ -188,18 +189,22 @@ TEST(Token, BadTemplatesAreRefused) {
     memset(modulus, 0xAB, sizeof modulus);
     unsigned char e[] = {1, 0, 1}, big = 2;
     CK_OBJECT_HANDLE o;
-    CK_ATTRIBUTE noModulus[] = {{CKA_CLASS, &pub, sizeof pub}, {CKA_KEY_TYPE, &rsa, sizeof rsa},
+    CK_ATTRIBUTE noModulus[] = {{CKA_CLASS, &pub, sizeof pub},
+                                {CKA_KEY_TYPE, &rsa, sizeof rsa},
                                 {CKA_PUBLIC_EXPONENT, e, 3}};
     EXPECT_EQ(token.C_CreateObject(h, noModulus, 3, &o), CKR_TEMPLATE_INCOMPLETE);
-    CK_ATTRIBUTE huge[] = {{CKA_CLASS, &pub, sizeof pub}, {CKA_KEY_TYPE, &rsa, sizeof rsa},
-                           {CKA_PUBLIC_EXPONENT, e, 3}, {CKA_MODULUS, modulus, sizeof modulus}};
+    CK_ATTRIBUTE huge[] = {{CKA_CLASS, &pub, sizeof pub},
+                           {CKA_KEY_TYPE, &rsa, sizeof rsa},
+                           {CKA_PUBLIC_EXPONENT, e, 3},
+                           {CKA_MODULUS, modulus, sizeof modulus}};
     EXPECT_EQ(token.C_CreateObject(h, huge, 4, &o), CKR_ATTRIBUTE_VALUE_INVALID);
     CK_ATTRIBUTE wrongType[] = {{CKA_CLASS, &pub, sizeof pub}, {CKA_KEY_TYPE, &dsa, sizeof dsa}};
     EXPECT_EQ(token.C_CreateObject(h, wrongType, 2, &o), CKR_ATTRIBUTE_VALUE_INVALID);
-    CK_ATTRIBUTE badBool[] = {{CKA_CLASS, &pub, sizeof pub}, {CKA_KEY_TYPE, &rsa, sizeof rsa},
-                              {CKA_VERIFY, &big, 4}};
+    CK_ATTRIBUTE badBool[] = {
+        {CKA_CLASS, &pub, sizeof pub}, {CKA_KEY_TYPE, &rsa, sizeof rsa}, {CKA_VERIFY, &big, 4}};
     EXPECT_EQ(token.C_CreateObject(h, badBool, 3, &o), CKR_ATTRIBUTE_VALUE_INVALID);
-    CK_ATTRIBUTE nullValue[] = {{CKA_CLASS, &pub, sizeof pub}, {CKA_KEY_TYPE, &rsa, sizeof rsa},
+    CK_ATTRIBUTE nullValue[] = {{CKA_CLASS, &pub, sizeof pub},
+                                {CKA_KEY_TYPE, &rsa, sizeof rsa},
                                 {CKA_MODULUS, nullptr, 128}};
     EXPECT_EQ(token.C_CreateObject(h, nullValue, 3, &o), CKR_ATTRIBUTE_VALUE_INVALID);
     EXPECT_EQ(token.C_CreateObject(h, noModulus, 0, &o), CKR_TEMPLATE_INCOMPLETE);

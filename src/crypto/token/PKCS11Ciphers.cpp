@@ -7,10 +7,10 @@
 #include "crypto/RSAPrivateKey.h"
 #include "crypto/RSAPublicKey.h"
 #include "crypto/RandomGenerator.h"
-#include "crypto/tsRSA.h"
 #include "crypto/token/PKCS11CryptoKi.h"
 #include "crypto/token/PKCS11Object.h"
 #include "crypto/token/TokenSession.h"
+#include "crypto/tsRSA.h"
 
 namespace {
 
@@ -18,11 +18,18 @@ namespace {
 int desMode(CK_MECHANISM_TYPE m, bool* pad) {
     *pad = m == CKM_DES_CBC_PAD || m == CKM_DES3_CBC_PAD;
     switch (m) {
-        case CKM_DES_ECB: return DES::kECB;
-        case CKM_DES_CBC: case CKM_DES_CBC_PAD: return DES::kCBC;
-        case CKM_DES3_ECB: return DES::kEDE3 | DES::kECB;
-        case CKM_DES3_CBC: case CKM_DES3_CBC_PAD: return DES::kEDE3 | DES::kCBC;
-        default: return -1;
+        case CKM_DES_ECB:
+            return DES::kECB;
+        case CKM_DES_CBC:
+        case CKM_DES_CBC_PAD:
+            return DES::kCBC;
+        case CKM_DES3_ECB:
+            return DES::kEDE3 | DES::kECB;
+        case CKM_DES3_CBC:
+        case CKM_DES3_CBC_PAD:
+            return DES::kEDE3 | DES::kCBC;
+        default:
+            return -1;
     }
 }
 
@@ -73,7 +80,8 @@ static CK_RV cipherInit(TokenOperation& op, CK_MECHANISM_PTR m, PKCS11Object* o,
         }
         std::vector<unsigned char> key(*v);
         // Two-key triple DES takes its first key again as the third.
-        if ((mode & DES::kEDE3) && key.size() == 16) key.insert(key.end(), v->begin(), v->begin() + 8);
+        if ((mode & DES::kEDE3) && key.size() == 16)
+            key.insert(key.end(), v->begin(), v->begin() + 8);
         op.des.reset(new DES());
         if (!op.des->init(mode, key.data(), static_cast<unsigned int>(key.size()),
                           static_cast<const unsigned char*>(m->pParameter))) {
@@ -89,7 +97,8 @@ static CK_RV cipherInit(TokenOperation& op, CK_MECHANISM_PTR m, PKCS11Object* o,
     return CKR_OK;
 }
 
-CK_RV PKCS11CryptoKi::C_EncryptInit(CK_SESSION_HANDLE hs, CK_MECHANISM_PTR m, CK_OBJECT_HANDLE key) {
+CK_RV PKCS11CryptoKi::C_EncryptInit(CK_SESSION_HANDLE hs, CK_MECHANISM_PTR m,
+                                    CK_OBJECT_HANDLE key) {
     TokenSession* s;
     CK_RV rv = sessionOf(hs, &s);
     if (rv != CKR_OK) return rv;
@@ -102,7 +111,8 @@ CK_RV PKCS11CryptoKi::C_EncryptInit(CK_SESSION_HANDLE hs, CK_MECHANISM_PTR m, CK
     return rv;
 }
 
-CK_RV PKCS11CryptoKi::C_DecryptInit(CK_SESSION_HANDLE hs, CK_MECHANISM_PTR m, CK_OBJECT_HANDLE key) {
+CK_RV PKCS11CryptoKi::C_DecryptInit(CK_SESSION_HANDLE hs, CK_MECHANISM_PTR m,
+                                    CK_OBJECT_HANDLE key) {
     TokenSession* s;
     CK_RV rv = sessionOf(hs, &s);
     if (rv != CKR_OK) return rv;
@@ -115,8 +125,8 @@ CK_RV PKCS11CryptoKi::C_DecryptInit(CK_SESSION_HANDLE hs, CK_MECHANISM_PTR m, CK
     return rv;
 }
 
-CK_RV PKCS11CryptoKi::cipher(TokenSession* s, bool encrypt, const unsigned char* in,
-                             CK_ULONG inLen, std::vector<unsigned char>* out) {
+CK_RV PKCS11CryptoKi::cipher(TokenSession* s, bool encrypt, const unsigned char* in, CK_ULONG inLen,
+                             std::vector<unsigned char>* out) {
     TokenOperation& op = encrypt ? s->encrypt : s->decrypt;
     unsigned long n = inLen;
     std::unique_ptr<unsigned char[]> result;
@@ -260,8 +270,8 @@ CK_RV PKCS11CryptoKi::C_DecryptDigestUpdate(CK_SESSION_HANDLE hs, CK_BYTE_PTR, C
     return rv != CKR_OK ? rv : CKR_FUNCTION_NOT_SUPPORTED;
 }
 
-CK_RV PKCS11CryptoKi::C_SignEncryptUpdate(CK_SESSION_HANDLE hs, CK_BYTE_PTR, CK_ULONG,
-                                          CK_BYTE_PTR, CK_ULONG_PTR) {
+CK_RV PKCS11CryptoKi::C_SignEncryptUpdate(CK_SESSION_HANDLE hs, CK_BYTE_PTR, CK_ULONG, CK_BYTE_PTR,
+                                          CK_ULONG_PTR) {
     TokenSession* s;
     CK_RV rv = sessionOf(hs, &s);
     return rv != CKR_OK ? rv : CKR_FUNCTION_NOT_SUPPORTED;
@@ -285,15 +295,25 @@ CK_RV PKCS11CryptoKi::C_GenerateKey(CK_SESSION_HANDLE hs, CK_MECHANISM_PTR m, CK
     CK_KEY_TYPE type;
     CK_ULONG length;
     switch (m->mechanism) {
-        case CKM_DES_KEY_GEN: type = CKK_DES; length = 8; break;
-        case CKM_DES2_KEY_GEN: type = CKK_DES2; length = 16; break;
-        case CKM_DES3_KEY_GEN: type = CKK_DES3; length = 24; break;
+        case CKM_DES_KEY_GEN:
+            type = CKK_DES;
+            length = 8;
+            break;
+        case CKM_DES2_KEY_GEN:
+            type = CKK_DES2;
+            length = 16;
+            break;
+        case CKM_DES3_KEY_GEN:
+            type = CKK_DES3;
+            length = 24;
+            break;
         case CKM_GENERIC_SECRET_KEY_GEN:
             type = CKK_GENERIC_SECRET;
             if (!templateULong(t, n, CKA_VALUE_LEN, &length)) return CKR_TEMPLATE_INCOMPLETE;
             if (length == 0 || length > 64) return CKR_ATTRIBUTE_VALUE_INVALID;
             break;
-        default: return CKR_MECHANISM_INVALID;
+        default:
+            return CKR_MECHANISM_INVALID;
     }
     std::unique_ptr<PKCS11Object> o(PKCS11Object::create(CKO_SECRET_KEY, type));
     rv = o->applyTemplate(t, n, true);

@@ -95,7 +95,9 @@ CK_RV PKCS11CryptoKi::C_GetInfo(CK_INFO_PTR info) {
     return CKR_OK;
 }
 
-CK_RV PKCS11CryptoKi::C_GetFunctionList(CK_FUNCTION_LIST_PTR_PTR) { return CKR_OK; }
+CK_RV PKCS11CryptoKi::C_GetFunctionList(CK_FUNCTION_LIST_PTR_PTR) {
+    return CKR_OK;
+}
 
 CK_RV PKCS11CryptoKi::C_GetSlotList(CK_BBOOL, CK_SLOT_ID_PTR list, CK_ULONG_PTR count) {
     if (count == nullptr) return CKR_ARGUMENTS_BAD;

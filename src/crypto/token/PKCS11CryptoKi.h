@@ -72,8 +72,8 @@ public:
     CK_RV C_Logout(CK_SESSION_HANDLE h);
     CK_RV C_CreateObject(CK_SESSION_HANDLE h, CK_ATTRIBUTE_PTR t, CK_ULONG n,
                          CK_OBJECT_HANDLE_PTR object);
-    CK_RV C_CopyObject(CK_SESSION_HANDLE h, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_PTR t,
-                       CK_ULONG n, CK_OBJECT_HANDLE_PTR copy);
+    CK_RV C_CopyObject(CK_SESSION_HANDLE h, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_PTR t, CK_ULONG n,
+                       CK_OBJECT_HANDLE_PTR copy);
     CK_RV C_DestroyObject(CK_SESSION_HANDLE h, CK_OBJECT_HANDLE object);
     CK_RV C_GetObjectSize(CK_SESSION_HANDLE h, CK_OBJECT_HANDLE object, CK_ULONG_PTR size);
     CK_RV C_GetAttributeValue(CK_SESSION_HANDLE h, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_PTR t,
@@ -122,8 +122,8 @@ public:
                                 CK_BYTE_PTR out, CK_ULONG_PTR outLen);
     CK_RV C_DecryptDigestUpdate(CK_SESSION_HANDLE h, CK_BYTE_PTR in, CK_ULONG inLen,
                                 CK_BYTE_PTR out, CK_ULONG_PTR outLen);
-    CK_RV C_SignEncryptUpdate(CK_SESSION_HANDLE h, CK_BYTE_PTR in, CK_ULONG inLen,
-                              CK_BYTE_PTR out, CK_ULONG_PTR outLen);
+    CK_RV C_SignEncryptUpdate(CK_SESSION_HANDLE h, CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out,
+                              CK_ULONG_PTR outLen);
     CK_RV C_DecryptVerifyUpdate(CK_SESSION_HANDLE h, CK_BYTE_PTR in, CK_ULONG inLen,
                                 CK_BYTE_PTR out, CK_ULONG_PTR outLen);
     CK_RV C_GenerateKey(CK_SESSION_HANDLE h, CK_MECHANISM_PTR m, CK_ATTRIBUTE_PTR t, CK_ULONG n,

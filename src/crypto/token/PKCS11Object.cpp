@@ -10,11 +10,24 @@ namespace {
 
 bool isBoolAttribute(CK_ATTRIBUTE_TYPE t) {
     switch (t) {
-        case CKA_TOKEN: case CKA_PRIVATE: case CKA_TRUSTED: case CKA_SENSITIVE:
-        case CKA_ENCRYPT: case CKA_DECRYPT: case CKA_WRAP: case CKA_UNWRAP: case CKA_SIGN:
-        case CKA_SIGN_RECOVER: case CKA_VERIFY: case CKA_VERIFY_RECOVER: case CKA_DERIVE:
-        case CKA_EXTRACTABLE: case CKA_LOCAL: case CKA_NEVER_EXTRACTABLE:
-        case CKA_ALWAYS_SENSITIVE: case CKA_MODIFIABLE:
+        case CKA_TOKEN:
+        case CKA_PRIVATE:
+        case CKA_TRUSTED:
+        case CKA_SENSITIVE:
+        case CKA_ENCRYPT:
+        case CKA_DECRYPT:
+        case CKA_WRAP:
+        case CKA_UNWRAP:
+        case CKA_SIGN:
+        case CKA_SIGN_RECOVER:
+        case CKA_VERIFY:
+        case CKA_VERIFY_RECOVER:
+        case CKA_DERIVE:
+        case CKA_EXTRACTABLE:
+        case CKA_LOCAL:
+        case CKA_NEVER_EXTRACTABLE:
+        case CKA_ALWAYS_SENSITIVE:
+        case CKA_MODIFIABLE:
             return true;
         default:
             return false;
@@ -23,8 +36,13 @@ bool isBoolAttribute(CK_ATTRIBUTE_TYPE t) {
 
 bool isULongAttribute(CK_ATTRIBUTE_TYPE t) {
     switch (t) {
-        case CKA_CLASS: case CKA_KEY_TYPE: case CKA_CERTIFICATE_TYPE: case CKA_MODULUS_BITS:
-        case CKA_VALUE_BITS: case CKA_VALUE_LEN: case CKA_KEY_GEN_MECHANISM:
+        case CKA_CLASS:
+        case CKA_KEY_TYPE:
+        case CKA_CERTIFICATE_TYPE:
+        case CKA_MODULUS_BITS:
+        case CKA_VALUE_BITS:
+        case CKA_VALUE_LEN:
+        case CKA_KEY_GEN_MECHANISM:
             return true;
         default:
             return false;
@@ -34,8 +52,8 @@ bool isULongAttribute(CK_ATTRIBUTE_TYPE t) {
 // Attributes that only the token sets, or that fix what the object is.
 bool isFixedAfterCreation(CK_ATTRIBUTE_TYPE t) {
     return t == CKA_CLASS || t == CKA_KEY_TYPE || t == CKA_TOKEN || t == CKA_PRIVATE ||
-           t == CKA_CERTIFICATE_TYPE || t == CKA_MODIFIABLE || t == CKA_LOCAL ||
-           t == CKA_MODULUS || t == CKA_PUBLIC_EXPONENT || t == CKA_VALUE;
+           t == CKA_CERTIFICATE_TYPE || t == CKA_MODIFIABLE || t == CKA_LOCAL || t == CKA_MODULUS ||
+           t == CKA_PUBLIC_EXPONENT || t == CKA_VALUE;
 }
 
 const CK_ATTRIBUTE_TYPE kNone[] = {CK_UNAVAILABLE_INFORMATION};
@@ -72,19 +90,29 @@ size_t significantBytes(const std::vector<unsigned char>* v) {
 
 PKCS11Object* PKCS11Object::create(CK_OBJECT_CLASS c, CK_KEY_TYPE k) {
     switch (c) {
-        case CKO_DATA: return new PKCS11Data();
-        case CKO_CERTIFICATE: return new PKCS11PublicKeyCertificate();
-        case CKO_PUBLIC_KEY: return k == CKK_RSA ? new PKCS11RSAPublicKey() : nullptr;
-        case CKO_PRIVATE_KEY: return k == CKK_RSA ? new PKCS11RSAPrivateKey() : nullptr;
+        case CKO_DATA:
+            return new PKCS11Data();
+        case CKO_CERTIFICATE:
+            return new PKCS11PublicKeyCertificate();
+        case CKO_PUBLIC_KEY:
+            return k == CKK_RSA ? new PKCS11RSAPublicKey() : nullptr;
+        case CKO_PRIVATE_KEY:
+            return k == CKK_RSA ? new PKCS11RSAPrivateKey() : nullptr;
         case CKO_SECRET_KEY:
             switch (k) {
-                case CKK_GENERIC_SECRET: return new PKCS11GenericSecretKey();
-                case CKK_DES: return new PKCS11DESSecretKey();
-                case CKK_DES2: return new PKCS11DES2SecretKey();
-                case CKK_DES3: return new PKCS11DES3SecretKey();
-                default: return nullptr;
+                case CKK_GENERIC_SECRET:
+                    return new PKCS11GenericSecretKey();
+                case CKK_DES:
+                    return new PKCS11DESSecretKey();
+                case CKK_DES2:
+                    return new PKCS11DES2SecretKey();
+                case CKK_DES3:
+                    return new PKCS11DES3SecretKey();
+                default:
+                    return nullptr;
             }
-        default: return nullptr;
+        default:
+            return nullptr;
     }
 }
 
@@ -112,7 +140,9 @@ void PKCS11Object::setBool(CK_ATTRIBUTE_TYPE t, bool v) {
     set(t, &b, 1);
 }
 
-void PKCS11Object::setULong(CK_ATTRIBUTE_TYPE t, CK_ULONG v) { set(t, &v, sizeof v); }
+void PKCS11Object::setULong(CK_ATTRIBUTE_TYPE t, CK_ULONG v) {
+    set(t, &v, sizeof v);
+}
 
 void PKCS11Object::setDefault(CK_ATTRIBUTE_TYPE t, bool v) {
     if (!has(t)) setBool(t, v);
@@ -154,7 +184,9 @@ CK_RV PKCS11Object::applyTemplate(const CK_ATTRIBUTE* a, CK_ULONG count, bool cr
     return CKR_OK;
 }
 
-const CK_ATTRIBUTE_TYPE* PKCS11Object::required() const { return kNone; }
+const CK_ATTRIBUTE_TYPE* PKCS11Object::required() const {
+    return kNone;
+}
 
 void PKCS11Object::defaults() {
     setDefault(CKA_TOKEN, false);
@@ -163,7 +195,9 @@ void PKCS11Object::defaults() {
     if (!has(CKA_LABEL)) set(CKA_LABEL, nullptr, 0);
 }
 
-bool PKCS11Object::isSensitiveAttribute(CK_ATTRIBUTE_TYPE) const { return false; }
+bool PKCS11Object::isSensitiveAttribute(CK_ATTRIBUTE_TYPE) const {
+    return false;
+}
 
 CK_RV PKCS11Object::complete() {
     defaults();
@@ -183,7 +217,10 @@ CK_RV PKCS11Object::complete() {
     }
     if (objectClass == CKO_SECRET_KEY) {
         size_t n = get(CKA_VALUE)->size();
-        size_t wanted = keyType == CKK_DES ? 8 : keyType == CKK_DES2 ? 16 : keyType == CKK_DES3 ? 24 : 0;
+        size_t wanted = keyType == CKK_DES    ? 8
+                        : keyType == CKK_DES2 ? 16
+                        : keyType == CKK_DES3 ? 24
+                                              : 0;
         if ((wanted != 0 && n != wanted) || n == 0) return CKR_ATTRIBUTE_VALUE_INVALID;
         if (!has(CKA_VALUE_LEN)) setULong(CKA_VALUE_LEN, n);
     }
@@ -299,7 +336,9 @@ RSAPrivateKey* PKCS11Object::toRSAPrivateKey() const {
 
 // ---- Classes ----
 
-const CK_ATTRIBUTE_TYPE* PKCS11PublicKeyCertificate::required() const { return kCertificate; }
+const CK_ATTRIBUTE_TYPE* PKCS11PublicKeyCertificate::required() const {
+    return kCertificate;
+}
 
 void PKCS11PublicKeyCertificate::defaults() {
     PKCS11Object::defaults();
@@ -307,7 +346,9 @@ void PKCS11PublicKeyCertificate::defaults() {
     setDefault(CKA_TRUSTED, false);
 }
 
-const CK_ATTRIBUTE_TYPE* PKCS11RSAPublicKey::required() const { return kRSAPublic; }
+const CK_ATTRIBUTE_TYPE* PKCS11RSAPublicKey::required() const {
+    return kRSAPublic;
+}
 
 void PKCS11RSAPublicKey::defaults() {
     PKCS11Object::defaults();
@@ -320,7 +361,9 @@ void PKCS11RSAPublicKey::defaults() {
     setDefault(CKA_LOCAL, false);
 }
 
-const CK_ATTRIBUTE_TYPE* PKCS11RSAPrivateKey::required() const { return kRSAPrivate; }
+const CK_ATTRIBUTE_TYPE* PKCS11RSAPrivateKey::required() const {
+    return kRSAPrivate;
+}
 
 // Private keys are private and sensitive unless the template says otherwise.
 void PKCS11RSAPrivateKey::defaults() {
@@ -342,7 +385,9 @@ bool PKCS11RSAPrivateKey::isSensitiveAttribute(CK_ATTRIBUTE_TYPE t) const {
            t == CKA_EXPONENT_1 || t == CKA_EXPONENT_2 || t == CKA_COEFFICIENT;
 }
 
-const CK_ATTRIBUTE_TYPE* PKCS11SecretKey::required() const { return kSecret; }
+const CK_ATTRIBUTE_TYPE* PKCS11SecretKey::required() const {
+    return kSecret;
+}
 
 void PKCS11SecretKey::defaults() {
     setDefault(CKA_PRIVATE, true);
@@ -360,4 +405,6 @@ void PKCS11SecretKey::defaults() {
     setDefault(CKA_LOCAL, false);
 }
 
-bool PKCS11SecretKey::isSensitiveAttribute(CK_ATTRIBUTE_TYPE t) const { return t == CKA_VALUE; }
+bool PKCS11SecretKey::isSensitiveAttribute(CK_ATTRIBUTE_TYPE t) const {
+    return t == CKA_VALUE;
+}

@@ -40,8 +40,8 @@ void PKCS11CryptoKi::dropObject(CK_OBJECT_HANDLE h) {
     // handle is never used in its place.
     for (CK_SESSION_HANDLE s = 1; s <= kMaxSessions; ++s) {
         if (!sessions[s]) continue;
-        for (TokenOperation* op : {&sessions[s]->sign, &sessions[s]->verify,
-                                   &sessions[s]->encrypt, &sessions[s]->decrypt}) {
+        for (TokenOperation* op : {&sessions[s]->sign, &sessions[s]->verify, &sessions[s]->encrypt,
+                                   &sessions[s]->decrypt}) {
             if (op->active && op->key == h) op->clear();
         }
     }
@@ -146,8 +146,7 @@ CK_RV PKCS11CryptoKi::C_DestroyObject(CK_SESSION_HANDLE hs, CK_OBJECT_HANDLE h) 
     return CKR_OK;
 }
 
-CK_RV PKCS11CryptoKi::C_GetObjectSize(CK_SESSION_HANDLE hs, CK_OBJECT_HANDLE h,
-                                      CK_ULONG_PTR size) {
+CK_RV PKCS11CryptoKi::C_GetObjectSize(CK_SESSION_HANDLE hs, CK_OBJECT_HANDLE h, CK_ULONG_PTR size) {
     TokenSession* s;
     CK_RV rv = sessionOf(hs, &s);
     if (rv != CKR_OK) return rv;
@@ -208,8 +207,8 @@ CK_RV PKCS11CryptoKi::C_FindObjectsInit(CK_SESSION_HANDLE hs, CK_ATTRIBUTE_PTR t
     return CKR_OK;
 }
 
-CK_RV PKCS11CryptoKi::C_FindObjects(CK_SESSION_HANDLE hs, CK_OBJECT_HANDLE_PTR list,
-                                    CK_ULONG max, CK_ULONG_PTR count) {
+CK_RV PKCS11CryptoKi::C_FindObjects(CK_SESSION_HANDLE hs, CK_OBJECT_HANDLE_PTR list, CK_ULONG max,
+                                    CK_ULONG_PTR count) {
     TokenSession* s;
     CK_RV rv = sessionOf(hs, &s);
     if (rv != CKR_OK) return rv;

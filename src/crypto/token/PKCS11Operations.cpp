@@ -15,10 +15,10 @@
 #include "crypto/SHA1.h"
 #include "crypto/SHA256.h"
 #include "crypto/SHA512.h"
-#include "crypto/tsRSA.h"
 #include "crypto/token/PKCS11CryptoKi.h"
 #include "crypto/token/PKCS11Object.h"
 #include "crypto/token/TokenSession.h"
+#include "crypto/tsRSA.h"
 
 namespace {
 
@@ -68,14 +68,30 @@ static_assert(sizeof kMechanisms / sizeof kMechanisms[0] <= PKCS11CryptoKi::kMax
 
 MessageDigest* digestFor(CK_MECHANISM_TYPE m) {
     switch (m) {
-        case CKM_MD5: case CKM_MD5_RSA_PKCS: case CKM_MD5_HMAC: return new MD5();
-        case CKM_SHA_1: case CKM_SHA1_RSA_PKCS: case CKM_RSA_9796: case CKM_SHA_1_HMAC:
+        case CKM_MD5:
+        case CKM_MD5_RSA_PKCS:
+        case CKM_MD5_HMAC:
+            return new MD5();
+        case CKM_SHA_1:
+        case CKM_SHA1_RSA_PKCS:
+        case CKM_RSA_9796:
+        case CKM_SHA_1_HMAC:
             return new SHA1();
-        case CKM_RIPEMD160: case CKM_RIPEMD160_HMAC: return new RIPEMD160();
-        case CKM_SHA256: case CKM_SHA256_RSA_PKCS: case CKM_SHA256_HMAC: return new SHA256();
-        case CKM_SHA384: case CKM_SHA384_RSA_PKCS: return new SHA384();
-        case CKM_SHA512: case CKM_SHA512_RSA_PKCS: return new SHA512();
-        default: return nullptr;
+        case CKM_RIPEMD160:
+        case CKM_RIPEMD160_HMAC:
+            return new RIPEMD160();
+        case CKM_SHA256:
+        case CKM_SHA256_RSA_PKCS:
+        case CKM_SHA256_HMAC:
+            return new SHA256();
+        case CKM_SHA384:
+        case CKM_SHA384_RSA_PKCS:
+            return new SHA384();
+        case CKM_SHA512:
+        case CKM_SHA512_RSA_PKCS:
+            return new SHA512();
+        default:
+            return nullptr;
     }
 }
 
@@ -173,7 +189,11 @@ CK_RV PKCS11CryptoKi::C_DigestInit(CK_SESSION_HANDLE hs, CK_MECHANISM_PTR m) {
     if (m == nullptr) return CKR_ARGUMENTS_BAD;
     if (s->digest.active) return CKR_OPERATION_ACTIVE;
     switch (m->mechanism) {
-        case CKM_MD5: case CKM_SHA_1: case CKM_RIPEMD160: case CKM_SHA256: case CKM_SHA384:
+        case CKM_MD5:
+        case CKM_SHA_1:
+        case CKM_RIPEMD160:
+        case CKM_SHA256:
+        case CKM_SHA384:
         case CKM_SHA512:
             break;
         default:
@@ -243,8 +263,8 @@ CK_RV PKCS11CryptoKi::C_DigestFinal(CK_SESSION_HANDLE hs, CK_BYTE_PTR out, CK_UL
 
 // ---- Keys for operations ----
 
-CK_RV PKCS11CryptoKi::keyForOperation(TokenSession* s, CK_OBJECT_HANDLE key,
-                                      CK_ATTRIBUTE_TYPE use, PKCS11Object** o) {
+CK_RV PKCS11CryptoKi::keyForOperation(TokenSession* s, CK_OBJECT_HANDLE key, CK_ATTRIBUTE_TYPE use,
+                                      PKCS11Object** o) {
     if (key == 0 || key > kMaxObjects) return CKR_KEY_HANDLE_INVALID;
     *o = visibleObject(s, key);
     if (*o == nullptr) return CKR_KEY_HANDLE_INVALID;
@@ -337,8 +357,8 @@ CK_RV PKCS11CryptoKi::rsaSign(TokenSession* s, const unsigned char* in, CK_ULONG
     return CKR_OK;
 }
 
-CK_RV PKCS11CryptoKi::C_Sign(CK_SESSION_HANDLE hs, CK_BYTE_PTR in, CK_ULONG inLen,
-                             CK_BYTE_PTR sig, CK_ULONG_PTR sigLen) {
+CK_RV PKCS11CryptoKi::C_Sign(CK_SESSION_HANDLE hs, CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR sig,
+                             CK_ULONG_PTR sigLen) {
     TokenSession* s;
     CK_RV rv = sessionOf(hs, &s);
     if (rv != CKR_OK) return rv;
@@ -477,7 +497,7 @@ CK_RV PKCS11CryptoKi::rsaVerify(TokenSession* s, const unsigned char* in, CK_ULO
                 if (block[i] != 0) return CKR_SIGNATURE_INVALID;
             }
             return memcmp(block.get() + (m - inLen), in, inLen) == 0 ? CKR_OK
-                                                                      : CKR_SIGNATURE_INVALID;
+                                                                     : CKR_SIGNATURE_INVALID;
         }
         case CKM_RSA_PKCS: {
             if (sigLen != m) return CKR_SIGNATURE_LEN_RANGE;

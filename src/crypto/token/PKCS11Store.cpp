@@ -169,8 +169,8 @@ CK_RV PKCS11CryptoKi::LoadTokenObjects(CK_SLOT_ID slot) {
         uint64_t offset = get64(e + 24);
         // Entries are read where they belong and nowhere else; a damaged entry is skipped.
         if (size == 0 || size > kBlockSize || offset != uint64_t(kBlockSize) * i) continue;
-        std::unique_ptr<PKCS11Object> o(
-            PKCS11Object::create(static_cast<CK_ULONG>(get64(e)), static_cast<CK_ULONG>(get64(e + 8))));
+        std::unique_ptr<PKCS11Object> o(PKCS11Object::create(static_cast<CK_ULONG>(get64(e)),
+                                                             static_cast<CK_ULONG>(get64(e + 8))));
         if (!o) continue;
         std::vector<unsigned char> image(size);
         if (!readAt(f.fd, image.data(), size, static_cast<off_t>(offset))) continue;
@@ -356,7 +356,7 @@ CK_RV PKCS11CryptoKi::loginUser(CK_SLOT_ID slot, const unsigned char* pin, CK_UL
     }
     s.userFailures = 0;
     setTokenFlags(slot, tokenFlags(slot) & ~(CKF_USER_PIN_COUNT_LOW | CKF_USER_PIN_FINAL_TRY |
-                                              CKF_USER_PIN_LOCKED));
+                                             CKF_USER_PIN_LOCKED));
     CK_RV rv = WriteHeader(slot);
     s.masterKey.reset(new DES3Key(key.get()));
     memset(key.get(), 0, n);
@@ -457,9 +457,9 @@ CK_RV PKCS11CryptoKi::C_InitPIN(CK_SESSION_HANDLE hs, CK_UTF8CHAR_PTR pin, CK_UL
     Slot& slot = slots[s->slot];
     memcpy(slot.header + kMasterKey, sealed.get(), kMasterKeyLen);
     slot.userFailures = 0;
-    setTokenFlags(s->slot, (tokenFlags(s->slot) | CKF_USER_PIN_INITIALIZED) &
-                               ~(CKF_USER_PIN_COUNT_LOW | CKF_USER_PIN_FINAL_TRY |
-                                 CKF_USER_PIN_LOCKED));
+    setTokenFlags(s->slot,
+                  (tokenFlags(s->slot) | CKF_USER_PIN_INITIALIZED) &
+                      ~(CKF_USER_PIN_COUNT_LOW | CKF_USER_PIN_FINAL_TRY | CKF_USER_PIN_LOCKED));
     return WriteHeader(s->slot);
 }
 
