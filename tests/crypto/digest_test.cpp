@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "asn1/Buffer.h"
 #include "asn1/SecureBuffer.h"
 #include "crypto/AlgorithmIdentifier.h"
 #include "crypto/CpuFeatures.h"
@@ -287,6 +288,34 @@ TEST_F(DeviceDigest, UnknownOrUnsetMechanismFailsWithMechanismInvalid) {
     EXPECT_EQ(fresh.getErrorCodeNumeric(), 112u);
     EXPECT_FALSE(fresh.initDigest());
     EXPECT_EQ(fresh.getErrorCodeNumeric(), 112u);
+}
+
+}  // namespace
+
+namespace {
+
+TEST(PBEParameterEncoding, ReadsAndWritesAsAsn1crypto) {
+    for (const VecCase& c : casesOfKind(vectors(), "pbe_parameter")) {
+        std::vector<unsigned char> der = c.hex("der");
+        Buffer in;
+        in.fromByteArray(der.data(), static_cast<unsigned int>(der.size()));
+        PBEParameter p;
+        ASSERT_TRUE(p.unwrapASN1(&in)) << c.where();
+        EXPECT_EQ(toHex(p._getSalt(), p.getSaltLength()), c.get("salt"));
+        EXPECT_EQ(p.getIterationCount(), std::stoi(c.get("iterations")));
+        std::unique_ptr<PBEParameter> copy(p.clone());
+        Buffer out;
+        out.enlarge(copy->getWrapLength(&out));
+        copy->wrapASN1(&out);
+        EXPECT_EQ(toHex(out._getData(), out.getWritePos()), c.get("der"));
+        // Cut short anywhere, it does not read.
+        for (size_t cut = 0; cut < der.size(); ++cut) {
+            Buffer part;
+            part.fromByteArray(der.data(), static_cast<unsigned int>(cut));
+            PBEParameter q;
+            EXPECT_FALSE(q.unwrapASN1(&part)) << cut;
+        }
+    }
 }
 
 }  // namespace

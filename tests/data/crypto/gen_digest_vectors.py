@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Writes digest_vectors.vec: digests of published inputs and of random data at the block
 boundaries (python hashlib, and `openssl dgst` for RIPEMD-160), HMAC (python hmac), PBKDF2-HMAC-
-SHA1 (hashlib), and DES / triple DES in ECB, CBC and 8-bit CFB (python cryptography)."""
+SHA1 (hashlib), PBEParameter encodings (asn1crypto), and DES / triple DES in ECB, CBC and 8-bit CFB (python cryptography)."""
 import hashlib
 import hmac
 import os
@@ -71,6 +71,13 @@ for keylen in (8, 16, 24):
         enc = Cipher(TripleDES(key), m).encryptor()
         add("des", key=key.hex(), mode=mode, iv=iv.hex() if mode != "ecb" else "",
             plain=plain.hex(), cipher=(enc.update(plain) + enc.finalize()).hex())
+
+# PBEParameter as asn1crypto encodes it (PKCS#5 PBES1 parameters).
+from asn1crypto import algos
+for salt, count in [(b"\x31\x33\x35\x37\x24\x25\x26\x27", 3), (b"saltsalt", 2048),
+                    (bytes(range(16)), 100000)]:
+    add("pbe_parameter", der=algos.Pbes1Params({"salt": salt, "iterations": count}).dump().hex(),
+        salt=salt.hex(), iterations=count)
 
 with open(os.path.join(HERE, "digest_vectors.vec"), "w") as f:
     f.write("\n".join(out))
