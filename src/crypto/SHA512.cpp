@@ -33,8 +33,21 @@ const uint64_t kK[80] = {
         h = t1 + t2;                                                                               \
     } while (0)
 
-// The rounds in groups of eight with the variables renamed instead of moved, and the message
-// schedule worked out eight words ahead.
+// The rounds in groups of sixteen with the variables renamed instead of moved; from round 16
+// on, each round works out its own message word in the 16-word ring just before it uses it.
+#define SIGILO_SHA512_EXPAND(j)                                                            \
+    do {                                                                                   \
+        uint64_t w15 = w[((j) + 1) & 15], w2 = w[((j) + 14) & 15];                         \
+        w[(j) & 15] += (rotr64(w15, 1) ^ rotr64(w15, 8) ^ (w15 >> 7)) + w[((j) + 9) & 15] + \
+                       (rotr64(w2, 19) ^ rotr64(w2, 61) ^ (w2 >> 6));                       \
+    } while (0)
+
+#define SIGILO_SHA512_STEP(a, b, c, d, e, f, g, h, i, j)    \
+    do {                                                    \
+        if ((i) >= 16) SIGILO_SHA512_EXPAND((i) + (j));     \
+        SIGILO_SHA512_ROUND(a, b, c, d, e, f, g, h, (i) + (j)); \
+    } while (0)
+
 __attribute__((always_inline)) inline void compressBlocks(uint64_t* state, const unsigned char* p,
                                                           size_t blocks) {
     for (; blocks > 0; --blocks, p += 128) {
@@ -42,22 +55,23 @@ __attribute__((always_inline)) inline void compressBlocks(uint64_t* state, const
         for (int i = 0; i < 16; ++i) w[i] = load64be(p + 8 * i);
         uint64_t a = state[0], b = state[1], c = state[2], d = state[3];
         uint64_t e = state[4], f = state[5], g = state[6], h = state[7];
-        for (int i = 0; i < 80; i += 8) {
-            if (i >= 16) {
-                for (int j = i; j < i + 8; ++j) {
-                    uint64_t w15 = w[(j + 1) & 15], w2 = w[(j + 14) & 15];
-                    w[j & 15] += (rotr64(w15, 1) ^ rotr64(w15, 8) ^ (w15 >> 7)) + w[(j + 9) & 15] +
-                                 (rotr64(w2, 19) ^ rotr64(w2, 61) ^ (w2 >> 6));
-                }
-            }
-            SIGILO_SHA512_ROUND(a, b, c, d, e, f, g, h, i);
-            SIGILO_SHA512_ROUND(h, a, b, c, d, e, f, g, i + 1);
-            SIGILO_SHA512_ROUND(g, h, a, b, c, d, e, f, i + 2);
-            SIGILO_SHA512_ROUND(f, g, h, a, b, c, d, e, i + 3);
-            SIGILO_SHA512_ROUND(e, f, g, h, a, b, c, d, i + 4);
-            SIGILO_SHA512_ROUND(d, e, f, g, h, a, b, c, i + 5);
-            SIGILO_SHA512_ROUND(c, d, e, f, g, h, a, b, i + 6);
-            SIGILO_SHA512_ROUND(b, c, d, e, f, g, h, a, i + 7);
+        for (int i = 0; i < 80; i += 16) {
+            SIGILO_SHA512_STEP(a, b, c, d, e, f, g, h, i, 0);
+            SIGILO_SHA512_STEP(h, a, b, c, d, e, f, g, i, 1);
+            SIGILO_SHA512_STEP(g, h, a, b, c, d, e, f, i, 2);
+            SIGILO_SHA512_STEP(f, g, h, a, b, c, d, e, i, 3);
+            SIGILO_SHA512_STEP(e, f, g, h, a, b, c, d, i, 4);
+            SIGILO_SHA512_STEP(d, e, f, g, h, a, b, c, i, 5);
+            SIGILO_SHA512_STEP(c, d, e, f, g, h, a, b, i, 6);
+            SIGILO_SHA512_STEP(b, c, d, e, f, g, h, a, i, 7);
+            SIGILO_SHA512_STEP(a, b, c, d, e, f, g, h, i, 8);
+            SIGILO_SHA512_STEP(h, a, b, c, d, e, f, g, i, 9);
+            SIGILO_SHA512_STEP(g, h, a, b, c, d, e, f, i, 10);
+            SIGILO_SHA512_STEP(f, g, h, a, b, c, d, e, i, 11);
+            SIGILO_SHA512_STEP(e, f, g, h, a, b, c, d, i, 12);
+            SIGILO_SHA512_STEP(d, e, f, g, h, a, b, c, i, 13);
+            SIGILO_SHA512_STEP(c, d, e, f, g, h, a, b, i, 14);
+            SIGILO_SHA512_STEP(b, c, d, e, f, g, h, a, i, 15);
         }
         state[0] += a;
         state[1] += b;
