@@ -1,6 +1,7 @@
 #include "frontend/Engines.h"
 
 #include "crypto/CryptoDevice.h"
+#include "crypto/CryptoKi.h"
 #include "verify/TrustStore.h"
 
 namespace {
@@ -10,9 +11,14 @@ Engines* current = &standIns;
 
 }  // namespace
 
+// The built-in token, its function table, and the facade opened on the virtual slot 0, which
+// needs no login. A token that does not open leaves a facade whose every operation fails.
 CryptoDevice* Engines::openCryptoDevice(CryptoKi** cryptoKi) {
-    if (cryptoKi != nullptr) *cryptoKi = nullptr;
-    return new CryptoDevice();
+    CryptoKi* table = new CryptoKi();
+    CryptoDevice* device = new CryptoDevice(table);
+    device->openToken(0, nullptr, 0);
+    *cryptoKi = table;
+    return device;
 }
 
 void Engines::initTrustStore(unsigned char) {}

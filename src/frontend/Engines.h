@@ -4,7 +4,7 @@
 // The front end asks this object for the crypto facade at start-up, for the trust store, and
 // hands it the network settings (time-outs, proxies, the no-SOCKS list) that belong to the CRL,
 // OCSP and server clients. The base class is the stand-in for a build without those engines:
-// it gives the placeholder CryptoDevice (whose operations all fail), the UnavailableTrustStore,
+// it gives the crypto facade over the built-in token, the UnavailableTrustStore,
 // and refuses every setting with 0. The build that has the engines installs a subclass with set()
 // before init; the front end logs each refusal, so nothing fails unnoticed.
 #ifndef SIGILO_FRONTEND_ENGINES_H
@@ -23,7 +23,8 @@ public:
     Engines& operator=(const Engines&) = delete;
 
     // The PKCS#11 table over the built-in token, the facade over it, and the token of slot 0
-    // opened. The table goes to *cryptoKi (null here); the facade is the result.
+    // opened. The table goes to *cryptoKi (the caller owns both and keeps the table as long as
+    // the facade); the facade is the result.
     virtual CryptoDevice* openCryptoDevice(CryptoKi** cryptoKi);
     // Process-wide set-up of the trust store, and its CRL retrieval mode.
     virtual void initTrustStore(unsigned char downloadCRL);

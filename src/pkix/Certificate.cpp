@@ -12,7 +12,6 @@
 #include "crypto/Signature.h"
 #include "pkix/AlgorithmNames.h"
 #include "pkix/CertificateInfo.h"
-#include "pkix/DeviceCalls.h"
 #include "pkix/ReadSteps.h"
 
 Certificate::Certificate()
@@ -98,7 +97,7 @@ unsigned char Certificate::checkSignature(CryptoDevice* device, KeyInfo* key) {
         digest = encoded.digestOutputMessage();
         if (digest == nullptr) return 0;
     }
-    return pkix::verifyDigest(device, sign, digest, key);
+    return device->verify(sign, digest, key) ? 255 : 0;
 }
 
 unsigned char Certificate::checkSignature1(CryptoDevice* device, KeyInfo* key) {
@@ -113,7 +112,7 @@ unsigned char Certificate::checkSignature1(CryptoDevice* device, KeyInfo* key) {
     encoded.toByteArray(&bytes, &n);
     std::unique_ptr<unsigned char[]> owned(bytes);
     device->setSignAlgorithm(signAlgorithm);
-    return pkix::verifyData(device, sign, owned.get(), n, key);
+    return device->verify(sign, owned.get(), n, key) ? 255 : 0;
 }
 
 // ---- Reading ----
@@ -210,12 +209,8 @@ unsigned char Certificate::wrapASN1(SecureBuffer* b, CryptoDevice* signer, Crypt
         digester->setSignAlgorithm(signAlgorithm);
         std::unique_ptr<DigestInfo> digestInfo(digester->digest(tbs.data(), tbs.size()));
         if (!digestInfo) return 0;
-        b->enlarge(from + digestInfo->getWrapLength(b));
-        digestInfo->wrapASN1(b);
-        std::vector<unsigned char> encoded(b->_getData() + from, b->_getData() + b->getWritePos());
-        b->setWritePos(from);
         signer->setSignAlgorithm(signAlgorithm);
-        Signature* made = pkix::signDigest(signer, encoded.data(), encoded.size());
+        Signature* made = signer->signDigest(digestInfo.get());
         if (made == nullptr) return 0;
         sign = made;
     }

@@ -20,7 +20,7 @@
 #include "crypto/RSAPublicKey.h"
 #include "crypto/Signature.h"
 #include "pkix/CertificateInfo.h"
-#include "pkix/DeviceCalls.h"
+#include "crypto/CryptoKi.h"
 #include "pkix/Extension.h"
 #include "pkix/KeyInfo.h"
 #include "pkix/Name.h"
@@ -207,8 +207,7 @@ TEST(Certificate, PrintableDescription) {
 }
 
 // A device that digests by handing back the input's length and first bytes, and signs with a
-// fixed value, recording the algorithms it is given. It has no verify operation, as the
-// device of the library does not yet.
+// fixed value, recording the algorithms it is given. It has no token, so its verify fails.
 class RecordingDevice : public CryptoDevice {
 public:
     unsigned char setSignAlgorithm(AlgorithmIdentifier* a) override {
@@ -264,7 +263,7 @@ TEST(Certificate, SignatureCheckUsesTheRightDigestSource) {
     std::unique_ptr<DigestInfo> kept(fromSecure.getDigest());
     ASSERT_NE(kept, nullptr);
     KeyInfo* key = const_cast<KeyInfo*>(fromSecure._getCertInfo()->_getSubjectPubKey());
-    // The device cannot verify: the check fails, and it digests nothing more.
+    // The device has no token: the check fails, and it digests nothing more.
     EXPECT_EQ(fromSecure.checkSignature(&device, key), 0);
     EXPECT_EQ(device.digested.size(), 1u);
     EXPECT_EQ(device.algorithms.back(), "1.2.840.113549.1.1.11");
@@ -293,30 +292,43 @@ TEST(Certificate, SignatureCheckUsesTheRightDigestSource) {
     EXPECT_TRUE(empty.isBEREncoded());
 }
 
-// The device calls reach a device that has the operations.
-struct VerifyingDevice {
-    int calls = 0;
-    unsigned char verify(Signature*, DigestInfo*, KeyInfo*) {
-        ++calls;
-        return 1;
-    }
-    unsigned char verify(Signature*, unsigned char*, unsigned long, KeyInfo*) {
-        calls += 10;
-        return 1;
-    }
-    Signature* signDigest(unsigned char*, unsigned long) { return new Signature(); }
-};
+// Signatures made by openssl and python cryptography, checked through the built-in token.
+TEST(Certificate, SignaturesVerifyThroughTheToken) {
+    CryptoKi ki;
+    CryptoDevice device(&ki);
+    ASSERT_NE(device.openToken(0, nullptr, 0), 0u);
+    auto root = read(derOf(certificateLabelled("openssl req -x509 root")));
+    Bytes leafDer = derOf(certificateLabelled("openssl x509 -req leaf"));
+    KeyInfo* rootKey = const_cast<KeyInfo*>(root->_getCertInfo()->_getSubjectPubKey());
 
-TEST(Certificate, DeviceCallsReachDevicesThatHaveThem) {
-    VerifyingDevice able;
-    EXPECT_EQ(pkix::verifyDigest(&able, nullptr, nullptr, nullptr), 255);
-    EXPECT_EQ(pkix::verifyData(&able, nullptr, nullptr, 0, nullptr), 255);
-    EXPECT_EQ(able.calls, 11);
-    std::unique_ptr<Signature> made(pkix::signDigest(&able, nullptr, 0));
-    EXPECT_NE(made, nullptr);
-    CryptoDevice unable;
-    EXPECT_EQ(pkix::verifyDigest(&unable, nullptr, nullptr, nullptr), 0);
-    EXPECT_EQ(pkix::signDigest(&unable, nullptr, 0), nullptr);
+    EXPECT_EQ(root->checkSignature(&device, rootKey), 255);  // self-signed
+    // The leaf through both digest sources: the bytes as read, and the re-encoded part.
+    SecureBuffer secure(&device);
+    secure.fromByteArray(leafDer.data(), static_cast<unsigned int>(leafDer.size()));
+    Certificate leaf;
+    ASSERT_TRUE(leaf.unwrapASN1(&secure));
+    EXPECT_EQ(leaf.checkSignature(&device, rootKey), 255);
+    EXPECT_EQ(read(leafDer)->checkSignature1(&device, rootKey), 255);
+    // The leaf's own key did not sign it.
+    KeyInfo* leafKey = const_cast<KeyInfo*>(leaf._getCertInfo()->_getSubjectPubKey());
+    EXPECT_EQ(read(leafDer)->checkSignature(&device, leafKey), 0);
+    EXPECT_EQ(device.getErrorCodeNumeric(), 192u);
+
+    // One changed byte near the end of the signed part breaks it.
+    Bytes tampered = leafDer;
+    Bytes tbs = tbsOf(leafDer);
+    tampered[tbs.size()] ^= 0x01;
+    auto broken = read(tampered);
+    ASSERT_NE(broken, nullptr);
+    EXPECT_EQ(broken->checkSignature(&device, rootKey), 0);
+
+    // Certificates that python cryptography signed with its test CA key.
+    auto ca = read(derOf(certificateLabelled("self-signed CA, serial 1")));
+    KeyInfo* caKey = const_cast<KeyInfo*>(ca->_getCertInfo()->_getSubjectPubKey());
+    EXPECT_EQ(ca->checkSignature(&device, caKey), 255);
+    EXPECT_EQ(read(derOf(certificateLabelled("v3 with every extension")))
+                  ->checkSignature(&device, caKey),
+              255);
 }
 
 TEST(Certificate, SigningEncoder) {
