@@ -13,6 +13,7 @@ TARGETS = {
     "der_roundtrip": ["crypto/*.vec", "asn1/ber_vectors.vec"],
     "pkix": ["pkix/*.vec"],
     "cert_roundtrip": ["pkix/certs.vec"],
+    "certificate_list": ["crl/crl.vec"],
 }
 # Whole files made by the test-data generators (tests/data/verify/gen_inputs.py).
 FILES = {
