@@ -10,15 +10,9 @@
 #include "crypto/DigestInfo.h"
 #include "crypto/Signature.h"
 #include "pkix/CertificateListInfo.h"
+#include "pkix/CopySteps.h"
 
-namespace {
-
-template <class T>
-T* cloneOf(const T* p) {
-    return p != nullptr ? p->clone() : nullptr;
-}
-
-}  // namespace
+using pkix::cloneOf;
 
 CertificateList::CertificateList()
     : certListInfo(nullptr), signAlgorithm(nullptr), sign(nullptr), digest(nullptr) {}

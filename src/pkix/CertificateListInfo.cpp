@@ -1,4 +1,5 @@
 #include "pkix/CertificateListInfo.h"
+#include "pkix/CopySteps.h"
 
 #include "asn1/Buffer.h"
 #include "asn1/X500Time.h"
@@ -9,16 +10,11 @@
 
 namespace {
 
-template <class T>
-T* cloneOf(const T* p) {
-    return p != nullptr ? p->clone() : nullptr;
-}
+using pkix::cloneOf;
 
 template <class T>
 void replace(T*& field, const T* value) {
-    T* copy = cloneOf(value);
-    delete field;
-    field = copy;
+    pkix::replaceWithCopy(field, value);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #define SIGILO_PKIX_PLAINDATA_H
 
 #include "pkix/Content.h"
+#include "pkix/ContentBytes.h"
 
 class PlainData : public Content {
 public:
@@ -22,10 +23,11 @@ public:
 
     // A copy the caller deletes; null when there is no data.
     unsigned char* getData() const;
-    const unsigned char* _getData() const { return data; }
-    unsigned int getLength() const { return length; }
-    void setData(const unsigned char* p, unsigned int n);
-    unsigned char isBorrowed() const { return borrowed; }
+    const unsigned char* _getData() const { return bytes.data(); }
+    unsigned int getLength() const { return bytes.length(); }
+    unsigned int getDataLength() const { return bytes.length(); }
+    void setData(const unsigned char* p, unsigned int n) { bytes.set(p, n); }
+    unsigned char isBorrowed() const { return bytes.isBorrowed(); }
 
     unsigned int getWrapLength(Buffer* b) override;
     void wrapASN1(Buffer* b) override;
@@ -33,12 +35,7 @@ public:
     unsigned char _unwrapASN1(Buffer* b) override;
 
 private:
-    void release();
-
-    unsigned char* data;
-    unsigned int length;
-    // 255 while data points into someone else's array.
-    unsigned char borrowed;
+    ContentBytes bytes;
 };
 
 #endif
