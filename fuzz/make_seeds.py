@@ -21,6 +21,8 @@ FILES = {
                  "verify/*.tsd", "verify/*.m7m", "verify/*.pdf", "verify/*.xml",
                  "verify/*.txt", "verify/*.pem", "verify/*.bin"],
     "mime": ["verify/*.m7m", "verify/mime_*.txt"],
+    "content_info": ["verify/*.p7m", "verify/*.p7s", "verify/*.tsd", "cms/*.p7m", "cms/*.p7s",
+                     "cms/*.der"],
 }
 # Token files are seeded by fuzz/make_token_seeds.sh, which needs the built library.
 # Indefinite forms that no DER vector has.
