@@ -4,14 +4,16 @@
 #   make demo     build and run sigilo on the demo documents with the demo trust list
 #   make asan     the whole suite under AddressSanitizer + UndefinedBehaviorSanitizer (clang)
 #   make fuzz     each libFuzzer target for FUZZ_SECONDS seconds (built by make asan)
+#   make bench    the benchmarks, each next to the openssl command line (Release, build-bench/)
 
 BUILD       ?= build
 ASAN_BUILD  ?= build-asan
+BENCH_BUILD ?= build-bench
 JOBS        ?= $(shell nproc 2>/dev/null || echo 2)
 FUZZ_SECONDS ?= 30
 CMAKE_FLAGS ?=
 
-.PHONY: all deps build check demo asan asan-build fuzz clean
+.PHONY: all deps build check demo asan asan-build fuzz bench clean
 
 all: build
 
@@ -40,5 +42,11 @@ asan: asan-build
 fuzz: asan-build
 	@scripts/fuzz.sh $(ASAN_BUILD) $(FUZZ_SECONDS)
 
+bench: deps
+	@cmake -S . -B $(BENCH_BUILD) -DCMAKE_BUILD_TYPE=Release -DSIGILO_BENCH=ON $(CMAKE_FLAGS) >/dev/null
+	@cmake --build $(BENCH_BUILD) -j $(JOBS)
+	@bench/run_bench.sh $(BENCH_BUILD)
+	@bench/cms_nocopy.sh $(BENCH_BUILD)
+
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD)

@@ -35,9 +35,16 @@ DocVerifier::DocVerifier(CryptoDevice* device, TrustStore* trustStore)
       xmlOut(nullptr),
       cryptoDevice(device),
       cache(trustStore),
-      serverPort(0) {}
+      serverPort(0),
+      digestTable(),
+      pkcs7Infos(),
+      cmsInfos() {}
 
-DocVerifier::~DocVerifier() = default;
+DocVerifier::~DocVerifier() {
+    records::cleanDigests(digestTable);
+    records::cleanInfos(pkcs7Infos);
+    records::cleanInfos(cmsInfos);
+}
 
 void DocVerifier::init() {
     // The report and the XML inputs both go through libxml2, which wants its set-up done once,

@@ -18,10 +18,16 @@
 
 #include "asn1/Buffer.h"
 #include "verify/InputType.h"
+#include "verify/SignerRecords.h"
 
+class AlgorithmIdentifier;
+class CMSSignedData;
+class Certificate;
 class CryptoDevice;
 class Logger;
 class OID;
+class PKCS7SignedData;
+class SignedData;
 class SecureBuffer;
 class TrustStore;
 class X500Time;
@@ -133,6 +139,24 @@ public:
     unsigned char saveSignedData(const char* name, int index, const unsigned char* data,
                                  unsigned int length);
 
+    // ---- Records of the envelope at hand ----
+    // The content digested once for each algorithm the envelope declares, and with SHA-256.
+    // False, with 5193 recorded, when there is no content.
+    unsigned char calculateDigests(SignedData* signedData, const unsigned char* data,
+                                   unsigned int length);
+    // The index of the algorithm's digest; -1 when the device lacks it, -2 when the envelope
+    // did not declare it.
+    int getDataDigest(const AlgorithmIdentifier* algorithm) const;
+    // The certificates of the envelope into pkcs7Infos or cmsInfos, in their order; a
+    // certificate that is not proper BER is logged (5222) and kept.
+    void getCertificates(PKCS7SignedData* signedData);
+    void getCertificates(CMSSignedData* signedData);
+    // Fills the record at index of pkcs7Infos; false when the index lies outside the table.
+    unsigned char addCertRecord(const Certificate* certificate, int index);
+    const infoEntry* _getPKCS7Infos() const { return pkcs7Infos; }
+    const infoEntry* _getCMSInfos() const { return cmsInfos; }
+    const digestTableEntry* _getDigestTable() const { return digestTable; }
+
     // A fresh work buffer after each file, so that one large input does not stay allocated.
     void resetBuffer();
 
@@ -184,6 +208,11 @@ private:
 
     std::string serverName;
     unsigned short serverPort;
+
+    // One entry more than the capacity, always empty: the end mark.
+    digestTableEntry digestTable[records::kMaxDigests + 1];
+    infoEntry pkcs7Infos[records::kMaxInfos + 1];
+    infoEntry cmsInfos[records::kMaxInfos + 1];
 
     std::unique_ptr<X500Time> verificationTime;
     std::unique_ptr<X500Time> lastTimeStampTime;
