@@ -21,7 +21,8 @@ FILES = {
                  "verify/*.tsd", "verify/*.m7m", "verify/*.pdf", "verify/*.xml",
                  "verify/*.txt", "verify/*.pem", "verify/*.bin"],
     "mime": ["verify/*.m7m", "verify/mime_*.txt"],
-    "content_info": ["verify/*.p7m", "verify/*.p7s", "verify/*.tsd", "cms/*.p7m", "cms/*.p7s",
+    "content_info": ["verify/*.p7m", "verify/*.p7s", "verify/*.tsd", "envelopes/*.p7m",
+                     "envelopes/*.p7s", "envelopes/*.p7b", "cms/*.p7m", "cms/*.p7s",
                      "cms/*.der"],
 }
 # Token files are seeded by fuzz/make_token_seeds.sh, which needs the built library.

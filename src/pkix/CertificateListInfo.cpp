@@ -17,6 +17,19 @@ void replace(T*& field, const T* value) {
     pkix::replaceWithCopy(field, value);
 }
 
+// True when the SEQUENCE at the read position opens with an OBJECT IDENTIFIER; the read
+// position does not move. A CRL with no entries and no extensions has the signature algorithm,
+// a SEQUENCE too, right after its dates: an OID inside tells it from a list of entries, whose
+// members are SEQUENCEs.
+bool startsWithOID(Buffer* b) {
+    unsigned int from = b->getReadPos();
+    unsigned char tag;
+    unsigned int len;
+    bool oid = b->readASN1Header(&tag, &len) && b->peekByte() == 0x06;
+    b->setReadPos(from);
+    return oid;
+}
+
 }  // namespace
 
 CertificateListInfo::CertificateListInfo()
@@ -134,7 +147,7 @@ unsigned char CertificateListInfo::unwrapASN1(Buffer* b) {
         if (!nextUpdate->unwrapASN1(b)) return 0;
         if (!b->peekASN1Header(&tag, &n)) return 0;
     }
-    if (tag == 0x30) {
+    if (tag == 0x30 && !startsWithOID(b)) {
         revokedCertificates = new RevokedCertificateList();
         if (!revokedCertificates->unwrapASN1(b)) return 0;
         if (!b->peekASN1Header(&tag, &n)) return 0;

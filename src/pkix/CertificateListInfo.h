@@ -11,6 +11,10 @@
 // succeed: the reader looks one element beyond the last field. Inside a CertificateList the
 // signature algorithm always follows, and in the CRL cache file further fields follow the
 // record, so the peek never fails there. version is -1 when absent.
+//
+// A SEQUENCE after the dates is the list of entries, unless an OID opens it: then it is the
+// signature algorithm of a CRL that has neither entries nor extensions, and the signed part
+// ends before it.
 #ifndef SIGILO_PKIX_CERTIFICATELISTINFO_H
 #define SIGILO_PKIX_CERTIFICATELISTINFO_H
 
