@@ -9,6 +9,7 @@
 #include <string>
 
 #include "asn1/Buffer.h"
+#include "asn1/OIDList.h"
 #include "crypto/AlgorithmIdentifier.h"
 #include "crypto/CryptoDevice.h"
 #include "crypto/CryptoKi.h"
@@ -199,6 +200,32 @@ TEST_F(Records, MoreCertificatesThanTheTableHolds) {
     EXPECT_NE(table[records::kMaxInfos - 1].serial, nullptr);
     EXPECT_EQ(table[records::kMaxInfos].serial, nullptr);
     EXPECT_FALSE(verifier->addCertRecord(one->_getCertificate(), records::kMaxInfos));
+}
+
+}  // namespace
+
+namespace {
+
+// The extended key usage is decoded for the CMS table only, as the two families' readers
+// always differed; signer one of tests/data/envelopes has emailProtection.
+TEST_F(Records, ExtendedKeyUsageOnlyInTheCMSTable) {
+    Buffer pkcs7File, cmsFile;
+    ASSERT_TRUE(pkcs7File.fromFile(testData("envelopes/attached.p7m").c_str()));
+    ASSERT_TRUE(cmsFile.fromFile(testData("envelopes/keyid.p7m").c_str()));
+    ContentInfo pkcs7, cms;
+    ASSERT_EQ(pkcs7._unwrapASN1(&pkcs7File), 1);
+    ASSERT_EQ(cms._unwrapASN1(&cmsFile), 1);
+    verifier->getCertificates(dynamic_cast<PKCS7SignedData*>(pkcs7._getContent()));
+    verifier->getCertificates(dynamic_cast<CMSSignedData*>(cms._getContent()));
+    const infoEntry& fromPKCS7 = verifier->_getPKCS7Infos()[0];
+    const infoEntry& fromCMS = verifier->_getCMSInfos()[0];
+    ASSERT_NE(fromPKCS7.serial, nullptr);
+    ASSERT_NE(fromCMS.serial, nullptr);
+    EXPECT_STREQ(fromPKCS7.serial, fromCMS.serial);
+    EXPECT_EQ(fromPKCS7.extKeyUsage, nullptr);
+    ASSERT_NE(fromCMS.extKeyUsage, nullptr);
+    EXPECT_EQ(fromCMS.extKeyUsage->getCount(), 1);
+    EXPECT_NE(fromCMS.authorityKeyId, nullptr);
 }
 
 }  // namespace
