@@ -2,6 +2,8 @@
 
 #include "crypto/CryptoDevice.h"
 #include "crypto/CryptoKi.h"
+#include "trust/CACache.h"
+#include "trust/LocalTrustStore.h"
 #include "verify/TrustStore.h"
 
 namespace {
@@ -21,10 +23,13 @@ CryptoDevice* Engines::openCryptoDevice(CryptoKi** cryptoKi) {
     return device;
 }
 
-void Engines::initTrustStore(unsigned char) {}
+void Engines::initTrustStore(unsigned char downloadCRL) {
+    CACache::init();
+    CACache::setDownloadCRL(downloadCRL);
+}
 
-TrustStore* Engines::createTrustStore(CryptoDevice*) {
-    return new UnavailableTrustStore();
+TrustStore* Engines::createTrustStore(CryptoDevice* device) {
+    return new LocalTrustStore(device);
 }
 
 unsigned char Engines::setTCPTimeout(int) {

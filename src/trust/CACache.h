@@ -1,0 +1,268 @@
+// CACache: the trust store. One process-wide table of trusted CA certificates grouped by
+// subject, kept in the file "caCertsList", and one process-wide table of CRLs keyed by the URI
+// they came from, kept in the file "crlCache". Every CACache object, and so every thread, shares
+// the two tables; an object only brings its log, its crypto device and its work buffer, so one
+// object serves one thread at a time.
+//
+// The file "caCertsList" is one DER object with nothing behind it:
+//
+//     SET OF SEQUENCE {
+//         uri      OCTET STRING or NULL,    -- NULL when the row has no URI
+//         subject  OCTET STRING,            -- the short text of the subject
+//         certs    SEQUENCE OF Certificate }
+//
+// and "crlCache" likewise, one row for each CRL held:
+//
+//     SET OF SEQUENCE {
+//         uri                OCTET STRING,      -- the key
+//         issuer             OCTET STRING,      -- short text of the CRL's issuer
+//         caRow              INTEGER,
+//         caIndex            INTEGER,
+//         crl                CertificateListInfo,
+//         thisUpdate         Time,
+//         nextUpdate         Time,
+//         expiredCertsOnCRL  Time,              -- a time without value when the CRL has none
+//         timeStamp          Time }             -- note: after expiredCertsOnCRL
+//
+// Both readers take NULL for either text, stop at the first element of another shape, and keep
+// the rows read before it. The files have no version and no checksum: they are local state
+// written by this library under whole-file fcntl locks and made world-writable (0666) so that
+// every process of the installation can refresh them.
+//
+// Locks. certMutex serialises every change of the CA table (an import holds it for its whole
+// run); certFileMutex and crlFileMutex serialise the two file writes; crlMutex guards the shape
+// of the CRL table; each CRL row has a binary semaphore that guards its CRL. Lookups in the CA
+// table run alongside imports: they see the rows added so far. Since adding a certificate may
+// move a row's array, the table's memory is guarded by one reader-writer lock, held shared by
+// the lookups (only long enough to copy what they need) and exclusively by the short steps that
+// change it.
+//
+// Results: 255 for success, 0 for failure.
+#ifndef SIGILO_TRUST_CACACHE_H
+#define SIGILO_TRUST_CACACHE_H
+
+#include <functional>
+#include <shared_mutex>
+
+class AuthorityKeyIdentifier;
+class Buffer;
+class Certificate;
+class CertList;
+class CryptoDevice;
+class GeneralName;
+class KeyInfo;
+class Logger;
+class Mutex;
+class Name;
+class SecureBuffer;
+class Semaphore;
+class X500Time;
+class XMLFile;
+
+// A row of the CA table: every certificate of one subject (and URI), in order of arrival, so
+// that a CA that renewed its key stands in one row with all its keys.
+struct CACertEntry {
+    // The first URI of the subject alternative name, else of the issuer alternative name,
+    // cleaned of its escapes; null when neither has one.
+    char* uri;
+    // The subject's short text: the key of every lookup, compared without regard to case. Null
+    // only in a row read from a damaged file; such a row is never found.
+    char* subject;
+    CertList* certs;
+};
+
+// A row of the CRL table. It is born with its URI alone and keeps its place after a failed
+// download.
+struct CRLCacheEntry {
+    char* uri;
+    char* issuer;
+    // The CA that signed the CRL: its row in the CA table and its index in that row.
+    int caRow;
+    int caIndex;
+    // The CRL without its signature (its CertificateListInfo) as DER; null while the row has no
+    // CRL. The CRL classes parse it when a serial is looked up.
+    unsigned char* crl;
+    unsigned int crlLength;
+    X500Time* thisUpdate;
+    X500Time* nextUpdate;
+    // When the CRL was fetched, by the server's word (the HTTP Last-Modified date).
+    X500Time* timeStamp;
+    // The date of the CRL's expiredCertsOnCRL extension; a time without value when it has none.
+    X500Time* expiredCertsOnCRL;
+    // Taken while the row's CRL is read or replaced. Made once by init, never freed.
+    Semaphore* semaphore;
+};
+
+class CACache {
+public:
+    static constexpr int kMaxCACertRows = 512;
+    static constexpr int kMaxCRLRows = 512;
+    static constexpr unsigned int kBufferSize = 4096;
+    // lastError when there is none.
+    static constexpr unsigned long kNoError = 0xFFFFFFFFul;
+
+    // The device checks signatures; the semaphore, when given, is taken around every check on
+    // it (the device may be shared between threads). Neither is owned. No log at the start.
+    CACache(CryptoDevice* device, Semaphore* semaphore);
+    explicit CACache(CryptoDevice* device);
+    ~CACache();
+
+    CACache(const CACache&) = delete;
+    CACache& operator=(const CACache&) = delete;
+
+    // Process set-up, before any other use and while no other thread uses the store: empties
+    // both tables and makes the locks and the row semaphores that are not there yet.
+    static void init();
+    // Empties both tables, the CA table under certMutex and then the CRL table under crlMutex,
+    // never holding both. The row semaphores stay.
+    void clean();
+
+    void enableLog(unsigned char level);
+    void disableLog();
+    void resetBuffer();
+    // Forgets the results of the last CRL check.
+    void resetReport();
+
+    // ---- The CA table ----
+    unsigned char saveCACertList(const char* path);
+    // Adds the file's rows over the table from row 0; a caller that wants only the file's rows
+    // calls clean first. 0 only when the file cannot be read: a damaged file still gives 255.
+    unsigned char loadCACertList(const char* path);
+    // One certificate, DER or PEM, from a file.
+    unsigned char addCACert(const char* path);
+    // Stores a copy of the certificate in the row of its subject (and URI), making the row when
+    // there is none; 0 when a new row is needed and the table is full. The certificate stays
+    // the caller's on every path.
+    unsigned char addCACert(const Certificate* certificate);
+    // The first row of that subject, or -1.
+    int getCACerts(const Name* subject);
+    // A copy of a certificate of a row, or null when there is no such certificate.
+    Certificate* getCACert(int row, int index);
+    // The index of the certificate in the row that issued the given certificate: with a key
+    // identifier, the first whose key identifier (or issuer and serial) matches, else -1; without
+    // one, the first whose key verifies the certificate's signature. A search by signature that
+    // finds none answers 0 all the same, and an empty row 255: the caller checks the signature
+    // with the certificate it gets, and finds no certificate at 255. -1 for a row not in use.
+    int getCAIndex(Certificate* certificate, int row, const AuthorityKeyIdentifier* aki);
+    // The same search for any signed object, whose check against a key the caller supplies.
+    int getCAIndex(int row, const AuthorityKeyIdentifier* aki,
+                   const std::function<unsigned char(KeyInfo* key)>& verifies);
+    // Whether the identifier names the certificate: by issuer and serial, else by key identifier.
+    unsigned char checkKeyId(const AuthorityKeyIdentifier* aki, const Certificate* certificate);
+    // Whether the issuer of the DER certificate has a row. No signature is checked.
+    unsigned char trustedCA(const unsigned char* der, unsigned int length);
+    // The cleaned text of a uniformResourceIdentifier (a new array), else null.
+    static char* getURI(const GeneralName* name);
+
+    // Copies of a row's fields for inspection (new arrays, or null), and its number of
+    // certificates (-1 for a row not in use).
+    static int getCACertListMax();
+    static char* getRowURI(int row);
+    static char* getRowSubject(int row);
+    static int getRowCertCount(int row);
+
+    // ---- Filling the CA table: add forms and replacing (init) forms ----
+    // Concatenated PEM blocks, each a certificate.
+    unsigned char addCACertListPEM(const char* path);
+    unsigned char initCACertListPEM(const char* path);
+    // A trust list in the ETSI TSL shape: the first certificate of every service of every
+    // provider is trusted, whatever the service's type or status. The list's own signature is
+    // not checked here: that is the caller's safeguard.
+    unsigned char addCACertListTSL(const char* path);
+    unsigned char initCACertListTSL(const char* path);
+    // The walk of a parsed list; the caller holds certMutex.
+    unsigned char manageTSL(XMLFile* xml);
+
+    // ---- The CRL table ----
+    unsigned char saveCRLCache(const char* path);
+    // A missing file is an empty cache and gives 255; 0 when the file cannot be read.
+    unsigned char loadCRLCache(const char* path);
+    // Refreshes every CRL. CRL retrieval is not part of this build: the refresh succeeds only
+    // in the mode that uses no network (4), and otherwise fails and says so.
+    unsigned char updateCRLCache();
+    static int getCRLCacheMax();
+    static unsigned char isCRLCacheModified();
+    static void clearCRLCacheModified();
+    // 1 once per session, 2 when stale (default), 3 always, 4 local only.
+    static void setDownloadCRL(unsigned char mode);
+    static unsigned char getDownloadCRL();
+    static void setTimeStampCheck(unsigned char on);
+    static void setTimeout(int seconds);
+    // Copies of a CRL row's fields for inspection, or null / -1 / 0 for a row not in use.
+    static char* getCRLRowURI(int row);
+    static char* getCRLRowIssuer(int row);
+    static unsigned char getCRLRowPosition(int row, int* caRow, int* caIndex);
+    static unsigned char* getCRLRowBody(int row, unsigned int* length);
+    // Which time: 0 thisUpdate, 1 nextUpdate, 2 expiredCertsOnCRL, 3 timeStamp.
+    static X500Time* getCRLRowTime(int row, int which);
+
+    // ---- Results of the last CRL check; times are copies the caller deletes, or null ----
+    unsigned long getErrCode() const { return lastError; }
+    unsigned char getReason() const { return reason; }
+    X500Time* getThisUpdate() const;
+    X500Time* getNextUpdate() const;
+    X500Time* getExpiredCertsOnCRL() const;
+    X500Time* getRevocationDate() const;
+    X500Time* getInvalidSince() const;
+
+private:
+    // Log lines, skipped while there is no log.
+    void note(int level, unsigned int code, const char* text);
+    void noteCount(int level);
+    // The certificate of a file, DER or else PEM; null when it is neither.
+    Certificate* readCertificateFile(const char* path);
+    // The short text of a name (a new array).
+    static char* shortText(const Name* name);
+    // The URI a CA certificate's row is keyed by (a new array), or null.
+    static char* rowURI(const Certificate* certificate);
+    // Adds under the exclusive table lock; the row, or -1 when the table is full.
+    int insertCertificate(const Certificate* certificate);
+    // Frees every CA row; the caller holds certMutex.
+    static void clearCACertRows();
+    static void freeCACertRow(CACertEntry* entry);
+    static void freeCRLRow(CRLCacheEntry* entry);
+    // A copy of the certificates of a row in use, or null.
+    static CertList* rowCertificates(int row);
+    // The CA table into the buffer; the caller holds certMutex.
+    static void encodeCACertList(Buffer* b);
+    static void decodeCACertList(Buffer* b);
+    // The CRL table into the buffer; the caller holds crlMutex.
+    static void encodeCRLCache(Buffer* b);
+    static void decodeCRLCache(Buffer* b);
+    // PEM and TSL imports share their frame; replace empties the table first.
+    unsigned char importPEM(const char* path, bool replace);
+    unsigned char importTSL(const char* path, bool replace);
+    unsigned char addTSLService(XMLFile* xml);
+
+    Logger* log;
+    CryptoDevice* cryptoDevice;
+    Semaphore* semaphore;
+    SecureBuffer* buffer;
+    unsigned long lastError;
+    unsigned char reason;
+    // Borrowed from a row of the CRL table.
+    X500Time* thisUpdate;
+    X500Time* nextUpdate;
+    X500Time* expiredCertsOnCRL;
+    // Owned.
+    X500Time* revocationDate;
+    X500Time* invalidSince;
+
+    static CACertEntry caCertList[kMaxCACertRows];
+    static int caCertListMax;
+    static Mutex* certMutex;
+    static Mutex* certFileMutex;
+    static std::shared_mutex certTableLock;
+
+    static CRLCacheEntry crlCache[kMaxCRLRows];
+    static int crlCacheMax;
+    static unsigned char crlCacheModified;
+    static unsigned char downloadCRL;
+    static unsigned char timeStampCheck;
+    static int tcpTimeout;
+    static unsigned char sameIssuer;
+    static Mutex* crlMutex;
+    static Mutex* crlFileMutex;
+};
+
+#endif
