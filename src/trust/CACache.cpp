@@ -22,13 +22,15 @@ std::shared_mutex CACache::certTableLock;
 
 CRLCacheEntry CACache::crlCache[kMaxCRLRows] = {};
 int CACache::crlCacheMax = 0;
-unsigned char CACache::crlCacheModified = 0;
+std::atomic<unsigned char> CACache::crlCacheModified{0};
 unsigned char CACache::downloadCRL = 2;
 unsigned char CACache::timeStampCheck = 255;
 int CACache::tcpTimeout = 60;
 unsigned char CACache::sameIssuer = 0;
 Mutex* CACache::crlMutex = nullptr;
 Mutex* CACache::crlFileMutex = nullptr;
+CACache::CRLFetcher CACache::crlFetcher;
+CACache::CRLStamper CACache::crlStamper;
 
 CACache::CACache(CryptoDevice* device, Semaphore* deviceSemaphore)
     : log(nullptr),
@@ -146,6 +148,9 @@ void CACache::resetBuffer() {
 void CACache::resetReport() {
     lastError = kNoError;
     reason = 0;
+    delete thisUpdate;
+    delete nextUpdate;
+    delete expiredCertsOnCRL;
     thisUpdate = nullptr;
     nextUpdate = nullptr;
     expiredCertsOnCRL = nullptr;
@@ -229,12 +234,10 @@ int CACache::getCRLCacheMax() {
 }
 
 unsigned char CACache::isCRLCacheModified() {
-    MutexLock hold(*crlMutex);
     return crlCacheModified;
 }
 
 void CACache::clearCRLCacheModified() {
-    MutexLock hold(*crlMutex);
     crlCacheModified = 0;
 }
 

@@ -41,13 +41,17 @@
 #ifndef SIGILO_TRUST_CACACHE_H
 #define SIGILO_TRUST_CACACHE_H
 
+#include <atomic>
 #include <functional>
 #include <shared_mutex>
 
 class AuthorityKeyIdentifier;
 class Buffer;
 class Certificate;
+class CertificateList;
+class CertificateListInfo;
 class CertList;
+class DistributionPointName;
 class CryptoDevice;
 class GeneralName;
 class KeyInfo;
@@ -177,9 +181,37 @@ public:
     unsigned char saveCRLCache(const char* path);
     // A missing file is an empty cache and gives 255; 0 when the file cannot be read.
     unsigned char loadCRLCache(const char* path);
-    // Refreshes every CRL. CRL retrieval is not part of this build: the refresh succeeds only
-    // in the mode that uses no network (4), and otherwise fails and says so.
+    // Refreshes every CRL by the rules of the retrieval mode (mode 4 touches nothing).
     unsigned char updateCRLCache();
+
+    // The transport that fetches a CRL: the DER of the CRL into der, and the server's time
+    // stamp of it (or null) into *timeStamp; 0 when nothing could be fetched. The network
+    // transports plug in here, and so do tests that serve CRLs from files. With none set,
+    // nothing is fetched, so a CRL the cache lacks cannot be had.
+    using CRLFetcher = std::function<unsigned char(const char* uri, Buffer* der,
+                                                   X500Time** timeStamp)>;
+    // The server's time stamp of a CRL without the CRL; null when unknown.
+    using CRLStamper = std::function<X500Time*(const char* uri)>;
+    static void setCRLTransport(CRLFetcher fetcher, CRLStamper stamper);
+
+    // 255 when the serial (hexadecimal text) is on the newest usable CRL of the distribution
+    // point, else 0; with 0, getErrCode other than kNoError means no answer could be had (5137).
+    unsigned char searchCRL(const DistributionPointName* name, int caRow, const char* serial);
+    // The row of the newest usable CRL among the URIs of the name, fetched as the mode says,
+    // or -1.
+    int getCRL(const DistributionPointName* name, int caRow);
+    // Whether the CRL's issuer is a CA of the table allowed to sign CRLs, and the signature
+    // holds; the CA's place in *caRow and *caIndex.
+    unsigned char isCRLOk(CertificateList* crl, const CertificateListInfo* info, int* caRow,
+                          int* caIndex);
+    // The date of the CRL's expiredCertsOnCRL extension, or a time without value (clock 0).
+    static X500Time* includeExpiredCerts(const CertificateListInfo* info);
+    // Fetches every URI of the name into its row, making the rows that are new. 0 only when
+    // the table is full.
+    unsigned char retrieveCRL(const DistributionPointName* name, int caRow);
+    // Fetches one URI into a row: 255 when a CRL arrived and passed isCRLOk, whether or not it
+    // replaced the row's.
+    unsigned char doRetrieveCRL(const char* uri, int row);
     static int getCRLCacheMax();
     static unsigned char isCRLCacheModified();
     static void clearCRLCacheModified();
@@ -233,6 +265,18 @@ private:
     unsigned char importPEM(const char* path, bool replace);
     unsigned char importTSL(const char* path, bool replace);
     unsigned char addTSLService(XMLFile* xml);
+    // Whether the row's CRL must be fetched again by the mode's test; the caller holds the
+    // row's semaphore.
+    bool isStale(int row, const char* uri);
+    // Keeps a fetched CRL in the row if it is newer than the row's; the caller holds the row's
+    // semaphore.
+    void storeCRL(int row, const CertificateListInfo* info, X500Time* timeStamp);
+    // The row of the URI, or -1; the caller holds crlMutex.
+    static int findCRLRow(const char* uri);
+    // The signed part of a CRL kept in a row, parsed; null when it does not parse.
+    static CertificateListInfo* parseStoredCRL(const unsigned char* der, unsigned int length);
+    // Makes the newest usable CRL row between best and row the best one.
+    void considerRow(int row, int caRow, int* best);
 
     Logger* log;
     CryptoDevice* cryptoDevice;
@@ -240,7 +284,8 @@ private:
     SecureBuffer* buffer;
     unsigned long lastError;
     unsigned char reason;
-    // Borrowed from a row of the CRL table.
+    // Copies of the times of the CRL row last searched (owned: another thread may replace that
+    // row's CRL while these are still read).
     X500Time* thisUpdate;
     X500Time* nextUpdate;
     X500Time* expiredCertsOnCRL;
@@ -256,13 +301,16 @@ private:
 
     static CRLCacheEntry crlCache[kMaxCRLRows];
     static int crlCacheMax;
-    static unsigned char crlCacheModified;
+    // Set by a fetch under its row's semaphore alone, so it cannot need crlMutex.
+    static std::atomic<unsigned char> crlCacheModified;
     static unsigned char downloadCRL;
     static unsigned char timeStampCheck;
     static int tcpTimeout;
     static unsigned char sameIssuer;
     static Mutex* crlMutex;
     static Mutex* crlFileMutex;
+    static CRLFetcher crlFetcher;
+    static CRLStamper crlStamper;
 };
 
 #endif

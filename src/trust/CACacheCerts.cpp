@@ -20,25 +20,16 @@
 #include "pkix/KeyInfo.h"
 #include "pkix/Name.h"
 #include "trust/CACache.h"
+#include "trust/TrustSteps.h"
 
 namespace {
 
-struct TextDeleter {
-    void operator()(char* p) const { delete[] p; }
-};
-using Text = std::unique_ptr<char, TextDeleter>;
+using trust::findExtension;
+using trust::Text;
 
 const char kSubjectAltName[] = "2.5.29.17";
 const char kIssuerAltName[] = "2.5.29.18";
 const char kSubjectKeyIdentifier[] = "2.5.29.14";
-
-const Extension* findExtension(const Certificate* certificate, const char* oid) {
-    const CertificateInfo* info = certificate->_getCertInfo();
-    const ExtensionList* list = info != nullptr ? info->_getExtensions() : nullptr;
-    if (list == nullptr) return nullptr;
-    int i = list->findExtension(oid);
-    return i >= 0 ? list->_getElement(i) : nullptr;
-}
 
 // The first uniformResourceIdentifier of an alternative-name extension, cleaned; null when the
 // extension is absent, does not decode or holds no URI.

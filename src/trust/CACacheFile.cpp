@@ -286,12 +286,3 @@ unsigned char CACache::loadCRLCache(const char* path) {
     note(7, 4655, "Caricamento cache delle CRL completato");
     return 255;
 }
-
-// Retrieval of CRLs over the network is not part of this build. Only the mode that never uses
-// the network can report a refreshed cache; every other mode must not claim a refresh that did
-// not happen.
-unsigned char CACache::updateCRLCache() {
-    if (downloadCRL == 4) return 255;
-    note(3, 5151, "Impossibile aggiornare la cache delle CRL");
-    return 0;
-}

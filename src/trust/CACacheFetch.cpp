@@ -1,0 +1,197 @@
+// CACache: fetching CRLs into the table. The transport is plugged in (setCRLTransport); what it
+// brings is read as a CRL, judged by isCRLOk, and kept only if it is newer than the row's.
+#include <strings.h>
+
+#include <cstring>
+#include <memory>
+
+#include "asn1/SecureBuffer.h"
+#include "asn1/X500Time.h"
+#include "net/Logger.h"
+#include "net/Mutex.h"
+#include "net/Semaphore.h"
+#include "net/SystemClock.h"
+#include "pkix/Certificate.h"
+#include "pkix/CertificateList.h"
+#include "pkix/CertificateListInfo.h"
+#include "pkix/DistributionPoint.h"
+#include "pkix/DistributionPointName.h"
+#include "pkix/GeneralName.h"
+#include "pkix/IssuingDistPointSyntax.h"
+#include "trust/CACache.h"
+#include "trust/TrustSteps.h"
+
+using trust::Text;
+
+namespace {
+
+const char kIssuingDistributionPoint[] = "2.5.29.28";
+const char kCRLDistributionPoints[] = "2.5.29.31";
+
+}  // namespace
+
+void CACache::setCRLTransport(CRLFetcher fetcher, CRLStamper stamper) {
+    crlFetcher = std::move(fetcher);
+    crlStamper = std::move(stamper);
+}
+
+// The test of mode 2: the CRL is due (nextUpdate now or earlier, or unknown), or the server
+// holds one stamped later than ours. A stamp the server does not give decides nothing.
+bool CACache::isStale(int row, const char* uri) {
+    const CRLCacheEntry& entry = crlCache[row];
+    std::unique_ptr<X500Time> now(SystemClock::getUTCTime());
+    if (entry.nextUpdate == nullptr || *entry.nextUpdate <= *now) return true;
+    if (!timeStampCheck || !crlStamper) return false;
+    std::unique_ptr<X500Time> remote(crlStamper(uri));
+    return remote != nullptr && (entry.timeStamp == nullptr || *remote > *entry.timeStamp);
+}
+
+void CACache::storeCRL(int row, const CertificateListInfo* info, X500Time* timeStamp) {
+    CRLCacheEntry& entry = crlCache[row];
+    if (entry.crl != nullptr && entry.thisUpdate != nullptr &&
+        !(*info->_getThisUpdate() > *entry.thisUpdate)) {
+        delete timeStamp;
+        return;
+    }
+    note(6, entry.crl != nullptr ? 4638 : 4637,
+         entry.crl != nullptr ? "Aggiornata CRL nella cache" : "Inserita nuova CRL nella cache");
+    Buffer der;
+    der.enlarge(const_cast<CertificateListInfo*>(info)->getWrapLength(&der));
+    const_cast<CertificateListInfo*>(info)->wrapASN1(&der);
+    delete[] entry.crl;
+    der.toByteArray(&entry.crl, &entry.crlLength);
+    delete entry.timeStamp;
+    entry.timeStamp = timeStamp != nullptr ? timeStamp : new X500Time();
+    delete entry.thisUpdate;
+    entry.thisUpdate = info->getThisUpdate();
+    delete entry.nextUpdate;
+    entry.nextUpdate = info->getNextUpdate();
+    delete entry.expiredCertsOnCRL;
+    entry.expiredCertsOnCRL = includeExpiredCerts(info);
+    delete[] entry.issuer;
+    entry.issuer = shortText(info->_getIssuer());
+    crlCacheModified = 255;
+}
+
+unsigned char CACache::doRetrieveCRL(const char* uri, int row) {
+    if (uri == nullptr || row < 0 || row >= kMaxCRLRows) return 0;
+    if (log != nullptr) log->print(5, 4712, "CRL: %s", uri);
+    if (!crlFetcher) {
+        if (log != nullptr) log->print(3, "Nessun trasporto per scaricare la CRL: %s", uri);
+        return 0;
+    }
+    // The CRL is read through a SecureBuffer so that its digest comes from the bytes as they
+    // arrived.
+    SecureBuffer der(kBufferSize, cryptoDevice);
+    X500Time* stamp = nullptr;
+    if (!crlFetcher(uri, &der, &stamp)) {
+        delete stamp;
+        return 0;
+    }
+    std::unique_ptr<X500Time> timeStamp(stamp);
+    CertificateList crl;
+    if (!crl.unwrapASN1(&der)) return 0;
+    std::unique_ptr<CertificateListInfo> info(crl._detachCertListInfo());
+    int caRow = -1, caIndex = -1;
+    if (!isCRLOk(&crl, info.get(), &caRow, &caIndex)) return 0;
+    crlCache[row].caRow = caRow;
+    crlCache[row].caIndex = caIndex;
+    storeCRL(row, info.get(), timeStamp.release());
+    return 255;
+}
+
+// One URI of a distribution point into its row, made when new; a stale CRL sends the fetch on
+// to the issuing distribution point it names, in case a fresher CRL stands there. The caller
+// holds nothing; 0 only when the table is full.
+unsigned char CACache::retrieveCRL(const DistributionPointName* name, int /*caRow*/) {
+    const GeneralNameList* names = name != nullptr ? name->_getFullName() : nullptr;
+    for (int i = 0; names != nullptr && i < names->getCount(); ++i) {
+        Text uri(getURI(names->_getElement(i)));
+        if (uri == nullptr) continue;
+        crlMutex->lock();
+        int row = findCRLRow(uri.get());
+        if (row < 0 && crlCacheMax >= kMaxCRLRows) {
+            crlMutex->unlock();
+            lastError = 5120;
+            note(3, 5120, "Errore interno");
+            return 0;
+        }
+        bool fresh = row < 0;
+        if (fresh) {
+            row = crlCacheMax++;
+            CRLCacheEntry& made = crlCache[row];
+            // A new row is known to no other thread yet: its semaphore is free, and taking it
+            // before the mutex goes keeps the others out until its first fetch is done.
+            made.semaphore->wait();
+            delete[] made.uri;
+            made.uri = uri.release();
+            delete made.timeStamp;
+            delete made.thisUpdate;
+            made.timeStamp = new X500Time();
+            made.thisUpdate = new X500Time();
+        }
+        crlMutex->unlock();
+        CRLCacheEntry& entry = crlCache[row];
+        // An existing row's semaphore is waited for without the mutex: its holder may be
+        // storing a CRL.
+        if (!fresh) entry.semaphore->wait();
+        if (doRetrieveCRL(entry.uri, row) && entry.nextUpdate != nullptr) {
+            std::unique_ptr<X500Time> now(SystemClock::getUTCTime());
+            std::unique_ptr<CertificateListInfo> info(parseStoredCRL(entry.crl, entry.crlLength));
+            std::unique_ptr<IssuingDistPointSyntax> idp =
+                *entry.nextUpdate <= *now && info != nullptr
+                    ? trust::decodeExtension<IssuingDistPointSyntax>(
+                          trust::findExtension(info->_getCrlExtensions(), kIssuingDistributionPoint))
+                    : nullptr;
+            const GeneralNameList* next =
+                idp != nullptr && idp->_getDistributionPoint() != nullptr
+                    ? idp->_getDistributionPoint()->_getFullName()
+                    : nullptr;
+            for (int j = 0; next != nullptr && j < next->getCount(); ++j) {
+                Text other(getURI(next->_getElement(j)));
+                if (other != nullptr) doRetrieveCRL(other.get(), row);
+            }
+        }
+        entry.semaphore->post();
+    }
+    return 255;
+}
+
+// The rows are refreshed one by one under their own semaphores, with crlMutex held only to
+// read the shape of the table: a fetch stores its CRL under the row's semaphore, and holding
+// the table's mutex across network work would stop every other search for its length.
+unsigned char CACache::updateCRLCache() {
+    if (downloadCRL == 4) return 255;
+    note(6, 4645, "Aggiornamento cache delle CRL in corso");
+    int rows;
+    {
+        MutexLock hold(*crlMutex);
+        rows = crlCacheMax;
+    }
+    if (rows > 0) {
+        for (int row = 0; downloadCRL != 1 && row < rows; ++row) {
+            CRLCacheEntry& entry = crlCache[row];
+            entry.semaphore->wait();
+            if (entry.uri != nullptr && isStale(row, entry.uri)) doRetrieveCRL(entry.uri, row);
+            entry.semaphore->post();
+        }
+    } else {
+        for (int caRow = 0; caRow < getCACertListMax(); ++caRow) {
+            for (int index = 0; index < getRowCertCount(caRow); ++index) {
+                std::unique_ptr<Certificate> ca(getCACert(caRow, index));
+                std::unique_ptr<DistributionPointList> points =
+                    trust::decodeExtension<DistributionPointList>(
+                        trust::findExtension(ca.get(), kCRLDistributionPoints));
+                for (int p = 0; points != nullptr && p < points->getCount(); ++p) {
+                    if (!retrieveCRL(points->_getElement(p)->_getDistributionPoint(), caRow)) {
+                        note(3, 5151, "Impossibile aggiornare la cache delle CRL");
+                        return 0;
+                    }
+                }
+            }
+        }
+    }
+    if (log != nullptr) log->print(6, 4711, "CRL presenti nella chache: %d", getCRLCacheMax());
+    note(6, 4646, "Aggiornamento cache delle CRL completato");
+    return 255;
+}
