@@ -4,16 +4,18 @@
 #   make demo     build and run sigilo on the demo documents with the demo trust list
 #   make asan     the whole suite under AddressSanitizer + UndefinedBehaviorSanitizer (clang)
 #   make fuzz     each libFuzzer target for FUZZ_SECONDS seconds (built by make asan)
+#   make tsan     the trust-store tests (threads sharing one store) under ThreadSanitizer (clang)
 #   make bench    the benchmarks, each next to the openssl command line (Release, build-bench/)
 
 BUILD       ?= build
 ASAN_BUILD  ?= build-asan
 BENCH_BUILD ?= build-bench
+TSAN_BUILD  ?= build-tsan
 JOBS        ?= $(shell nproc 2>/dev/null || echo 2)
 FUZZ_SECONDS ?= 30
 CMAKE_FLAGS ?=
 
-.PHONY: all deps build check demo asan asan-build fuzz bench clean
+.PHONY: all deps build check demo asan asan-build fuzz bench tsan clean
 
 all: build
 
@@ -42,6 +44,12 @@ asan: asan-build
 fuzz: asan-build
 	@scripts/fuzz.sh $(ASAN_BUILD) $(FUZZ_SECONDS)
 
+tsan: deps
+	@CC=clang CXX=clang++ cmake -S . -B $(TSAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DSIGILO_TSAN=ON \
+	  $(CMAKE_FLAGS) >/dev/null
+	@cmake --build $(TSAN_BUILD) -j $(JOBS) --target test_trust
+	@TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 $(TSAN_BUILD)/tests/test_trust
+
 bench: deps
 	@cmake -S . -B $(BENCH_BUILD) -DCMAKE_BUILD_TYPE=Release -DSIGILO_BENCH=ON $(CMAKE_FLAGS) >/dev/null
 	@cmake --build $(BENCH_BUILD) -j $(JOBS)
@@ -49,4 +57,4 @@ bench: deps
 	@bench/cms_nocopy.sh $(BENCH_BUILD)
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD) $(TSAN_BUILD)
