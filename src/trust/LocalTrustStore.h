@@ -43,6 +43,7 @@ public:
 
     // The store itself, for the engine's certificate checks.
     CACache* getCACache() { return &cache; }
+    CACache* _getCACache() override { return &cache; }
 
 private:
     CACache cache;

@@ -9,6 +9,8 @@
 #include "frontend/Messages.h"
 #include "net/Logger.h"
 #include "net/SystemClock.h"
+#include "trust/CertVerifier.h"
+#include "verify/TrustStore.h"
 #include "xml/XMLFile.h"
 
 DocVerifier::DocVerifier(CryptoDevice* device, TrustStore* trustStore)
@@ -26,7 +28,7 @@ DocVerifier::DocVerifier(CryptoDevice* device, TrustStore* trustStore)
       checkSigningCertificateAttr(0),
       checkAugust2010(255),
       errorOnExpiredCRL(255),
-      checkJuly2011(2),
+      july2011Mode(2),
       checkEncapSigs(1),
       workBuffer(new SecureBuffer(kWorkBufferSize, device)),
       viewBuffer(),
@@ -38,7 +40,10 @@ DocVerifier::DocVerifier(CryptoDevice* device, TrustStore* trustStore)
       serverPort(0),
       digestTable(),
       pkcs7Infos(),
-      cmsInfos() {}
+      cmsInfos() {
+    CACache* store = trustStore != nullptr ? trustStore->_getCACache() : nullptr;
+    if (store != nullptr) certVerifier.reset(new CertVerifier(device, store));
+}
 
 DocVerifier::~DocVerifier() {
     records::cleanDigests(digestTable);
@@ -95,10 +100,12 @@ X500Time* DocVerifier::getVerificationTime() const {
 void DocVerifier::enableLog(unsigned char level) {
     if (!log) log.reset(new Logger(level));
     log->enableLog(static_cast<char>(level));
+    if (certVerifier) certVerifier->enableLog(level);
 }
 
 void DocVerifier::disableLog() {
     log.reset();
+    if (certVerifier) certVerifier->disableLog();
 }
 
 void DocVerifier::resetBuffer() {

@@ -21,7 +21,21 @@
 #include "verify/SignerRecords.h"
 
 class AlgorithmIdentifier;
+class Attribute;
+class AttributeList;
+class AttributeSet;
+class CertVerifier;
 class CMSSignedData;
+class ContentInfo;
+class DigestInfo;
+class ESSCertID;
+class ESSCertIDV2;
+class IssuerAndSerialNumber;
+class Name;
+class PKCS7SignerInfo;
+class PolicyInformationList;
+class QCStatements;
+class SignerInfo;
 class Certificate;
 class CryptoDevice;
 class Logger;
@@ -64,7 +78,7 @@ public:
     void setCheckAugust2010Constraint(unsigned char on) { checkAugust2010 = on; }
     void setErrorOnExpiredCRL(unsigned char on) { errorOnExpiredCRL = on; }
     // 0 off, 1 weak, 2 strong.
-    void setCheckJuly2011Constraint(unsigned char mode) { checkJuly2011 = mode; }
+    void setCheckJuly2011Constraint(unsigned char mode) { july2011Mode = mode; }
     // 0 off, 1 flattened, 2 nested.
     void setCheckEncapSigs(unsigned char mode) { checkEncapSigs = mode; }
 
@@ -77,7 +91,7 @@ public:
     unsigned char getCheckSigningCertificateAttr() const { return checkSigningCertificateAttr; }
     unsigned char getCheckAugust2010Constraint() const { return checkAugust2010; }
     unsigned char getErrorOnExpiredCRL() const { return errorOnExpiredCRL; }
-    unsigned char getCheckJuly2011Constraint() const { return checkJuly2011; }
+    unsigned char getCheckJuly2011Constraint() const { return july2011Mode; }
     unsigned char getCheckEncapSigs() const { return checkEncapSigs; }
 
     // ---- Server mode ----
@@ -157,6 +171,26 @@ public:
     const infoEntry* _getCMSInfos() const { return cmsInfos; }
     const digestTableEntry* _getDigestTable() const { return digestTable; }
 
+    // ---- The engine ----
+    // The envelope in documentBuffer (and a detached document in detachedBuffer), verified
+    // layer by layer; content, when set, names the file the innermost data is written to.
+    unsigned char verifyPKCS7File(const char* content);
+    unsigned char verifyCMSFile(const char* content);
+    // Every signer of one SignedData; true when every signer's signature held.
+    unsigned char verifyPKCS7(PKCS7SignedData* signedData);
+    unsigned char verifyCMS(CMSSignedData* signedData);
+    // The rules tied to dates: 0 when the rule holds, else 5223/5224 or 5228.
+    unsigned long checkJuly2011(const X500Time* notBefore) const;
+    unsigned long checkConformance2011(const X500Time* notBefore) const;
+    // The certificate description blocks of a signer.
+    void getDirectoryAttributes(const AttributeList* attributes);
+    void getPolicyList(const PolicyInformationList* policies);
+    void getQualifiedStatements(const QCStatements* statements);
+    // The certificate of a record checked by the certificate verifier; false (with
+    // errorMessage and status KO in the report) when it is refused.
+    unsigned char checkCert(const infoEntry& info, unsigned char checkCRL, unsigned char usageBits,
+                            const char* extKeyUsageOid);
+
     // A fresh work buffer after each file, so that one large input does not stay allocated.
     void resetBuffer();
 
@@ -164,7 +198,37 @@ public:
     SecureBuffer* _getDetachedBuffer() const { return detachedBuffer.get(); }
     SecureBuffer* _getWorkBuffer() const { return workBuffer.get(); }
 
+    // The parts of one signer that the checks read, from either family (SignerParts.h).
+    struct SignerParts;
+
 private:
+    // The signature value of the signer a counter-signature signs.
+    struct ParentSignature {
+        const unsigned char* value;
+        unsigned int length;
+    };
+    // Deepest nesting of counter-signatures followed.
+    static constexpr int kMaxCounterDepth = 16;
+
+    unsigned char verifyCMSFileOrPKCS7(const char* content, bool cms);
+    unsigned char walkEnvelopes(ContentInfo* outer, const char* content, bool cms);
+    unsigned char verifySigner(const SignerParts& signer, const ParentSignature* parent,
+                               unsigned char cadesFlag, unsigned char conformanceCheck, int depth);
+    unsigned char checkCounterSignatures(const SignerParts& signer, int depth);
+    unsigned char checkSignature(const DigestInfo* digest, const SignerParts& signer,
+                                 const Certificate* certificate);
+    void describeSigner(const infoEntry& info);
+    unsigned char readSignedAttributes(const SignerParts& signer, unsigned char** digest,
+                                       unsigned int* digestLength, ESSCertID** essV1,
+                                       ESSCertIDV2** essV2);
+    unsigned char printSigningTime(const Attribute* attribute);
+    unsigned char checkESSCertID(const ESSCertID* id, const infoEntry& info);
+    unsigned char checkESSCertIDV2(const ESSCertIDV2* id, const infoEntry& info,
+                                   unsigned char* cadesFlag);
+    unsigned long datedRule(const X500Time* notBefore, unsigned long lateCode,
+                            unsigned long unprovenCode) const;
+    void addVerificationTime();
+    void addCertStatus(unsigned long code);
     // Stores the code, logs its text at level 3, and adds errorMessage and status "KO" to the
     // open element of the report.
     void fail(unsigned long code);
@@ -194,7 +258,7 @@ private:
     unsigned char checkSigningCertificateAttr;
     unsigned char checkAugust2010;
     unsigned char errorOnExpiredCRL;
-    unsigned char checkJuly2011;
+    unsigned char july2011Mode;
     unsigned char checkEncapSigs;
 
     std::unique_ptr<SecureBuffer> workBuffer;
@@ -213,6 +277,8 @@ private:
     digestTableEntry digestTable[records::kMaxDigests + 1];
     infoEntry pkcs7Infos[records::kMaxInfos + 1];
     infoEntry cmsInfos[records::kMaxInfos + 1];
+
+    std::unique_ptr<CertVerifier> certVerifier;
 
     std::unique_ptr<X500Time> verificationTime;
     std::unique_ptr<X500Time> lastTimeStampTime;

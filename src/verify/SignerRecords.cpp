@@ -209,7 +209,8 @@ void calculateDigests(digestTableEntry* table, CryptoDevice* device,
     auto add = [&](const char* dotted) {
         table[filled].algorithmOid = pkix::copyText(dotted);
         table[filled].digest =
-            device->setDigestAlgorithm(dotted) ? device->digest(data, length) : nullptr;
+            device != nullptr && device->setDigestAlgorithm(dotted) ? device->digest(data, length)
+                                                                    : nullptr;
         ++filled;
     };
     // One slot is kept for SHA-256, which the signed-attribute check always needs.

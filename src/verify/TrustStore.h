@@ -10,6 +10,7 @@
 
 #include <memory>
 
+class CACache;
 class Logger;
 
 class TrustStore {
@@ -40,6 +41,10 @@ public:
     virtual unsigned char updateCRLCache() = 0;
     virtual unsigned char isCRLCacheModified() = 0;
     virtual void clearCRLCacheModified() = 0;
+
+    // The store the certificate verifier works on; null when there is none, and then no
+    // certificate can be judged good.
+    virtual CACache* _getCACache() { return nullptr; }
 };
 
 // The stand-in: every operation fails and says so in the log, with the code the real store

@@ -1,0 +1,97 @@
+// DocVerifier: the certificate of a signer judged by the certificate verifier, and the status
+// elements of the report that tell where its state came from.
+#include <memory>
+#include <string>
+
+#include "asn1/X500Time.h"
+#include "frontend/Messages.h"
+#include "net/Logger.h"
+#include "net/SystemClock.h"
+#include "trust/CertVerifier.h"
+#include "verify/DocVerifier.h"
+#include "xml/XMLFile.h"
+
+namespace {
+
+std::string owned(char* text) {
+    std::unique_ptr<char[]> hold(text);
+    return hold ? std::string(hold.get()) : std::string();
+}
+
+void insertTime(XMLFile* xml, const char* element, const X500Time* t) {
+    if (xml != nullptr && t != nullptr) xml->insertTag(element, owned(t->getValue()).c_str());
+}
+
+}  // namespace
+
+unsigned char DocVerifier::checkCert(const infoEntry& info, unsigned char checkCRL,
+                                     unsigned char usageBits, const char* extKeyUsageOid) {
+    // Without a trust store no issuer can be found, and no certificate passes.
+    if (!certVerifier) {
+        if (log) log->print(3, 5130, "%s", Messages::getText(5130));
+        if (xmlOut != nullptr) {
+            xmlOut->insertTag("errorMessage", Messages::getText(5130));
+            xmlOut->insertTag("status", "KO");
+        }
+        return 0;
+    }
+    certVerifier->setCheckCRL(checkCRL);
+    certVerifier->setCheckCACRL(checkCACRL);
+    certVerifier->setUseOCSP(useOCSP);
+    certVerifier->setCheckCertificateValidity(checkCertificateValidity);
+    unsigned char verified = certVerifier->verify(
+        info.certificate, info.issuer, info.serial, info.validity, info.authorityKeyId,
+        info.authorityInfoAccess, info.distributionPoints, info.keyUsage, usageBits,
+        info.extKeyUsage, extKeyUsageOid);
+    unsigned long code = certVerifier->getErrCode();
+    if (!verified) {
+        if (log && code != NoError) log->print(3, static_cast<unsigned int>(code), "%s", Messages::getText(code));
+        if (xmlOut != nullptr) {
+            xmlOut->insertTag("errorMessage",
+                              code != NoError ? Messages::getText(code) : Messages::getText(5126));
+            xmlOut->insertTag("status", "KO");
+        }
+        return 0;
+    }
+    errCode = code;
+    if (xmlOut == nullptr) return 255;
+    addCertStatus(code);
+    // A CRL past its next update has been used: refused when the caller asks for it.
+    std::unique_ptr<X500Time> next(certVerifier->getNextUpdate());
+    std::unique_ptr<X500Time> now(SystemClock::getUTCTime());
+    if (next && *next < *now && errorOnExpiredCRL) {
+        errCode = 5156;
+        certVerifier->updateErrCode(5156);
+        if (log) log->print(3, 5156, "CRL scaduta: %s", owned(next->getValue()).c_str());
+        xmlOut->insertTag("errorMessage", Messages::getText(5227));
+        xmlOut->insertTag("status", "KO");
+        return 0;
+    }
+    bool ocsp = certVerifier->getSource() == 2;
+    std::unique_ptr<X500Time> revoked(certVerifier->getRevocationDate());
+    if (revoked) {
+        const char* element = code == 5161 ? (ocsp ? "ocspHoldDate" : "crlHoldDate")
+                              : code == NoError ? "caCertRevoked"
+                                                : (ocsp ? "ocspRevocationDate" : "crlRevocationDate");
+        insertTime(xmlOut, element, revoked.get());
+    }
+    std::unique_ptr<X500Time> invalid(certVerifier->getInvalidSince());
+    insertTime(xmlOut, ocsp ? "ocspInvalidSince" : "crlInvalidSince", invalid.get());
+    if (code == NoError) {
+        std::unique_ptr<X500Time> caExpired(certVerifier->getNotAfter());
+        insertTime(xmlOut, "caCertExpired", caExpired.get());
+    }
+    std::unique_ptr<X500Time> expired(certVerifier->getExpiredCertsOnCRL());
+    insertTime(xmlOut, "expiredCertsOnCRL", expired.get());
+    return 255;
+}
+
+// The date of the status data, and its next update when that has passed.
+void DocVerifier::addCertStatus(unsigned long) {
+    bool ocsp = certVerifier->getSource() == 2;
+    std::unique_ptr<X500Time> thisUpdate(certVerifier->getThisUpdate());
+    insertTime(xmlOut, ocsp ? "ocspThisUpdate" : "crlThisUpdate", thisUpdate.get());
+    std::unique_ptr<X500Time> next(certVerifier->getNextUpdate());
+    std::unique_ptr<X500Time> now(SystemClock::getUTCTime());
+    if (next && *next < *now) insertTime(xmlOut, ocsp ? "ocspExpired" : "crlExpired", next.get());
+}
