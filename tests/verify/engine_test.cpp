@@ -1,0 +1,142 @@
+// The PKCS#7 and CMS engine end to end, on envelopes signed by openssl under a PKI made by
+// python cryptography (tests/data/engine/gen_engine_data.py): each case of engine.vec gives the
+// switches and the verdicts, messages and report fragments that must come out, with the root
+// in the trust list and its CRL served by a transport of the test's own (no network).
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "asn1/Buffer.h"
+#include "asn1/X500Time.h"
+#include "crypto/CryptoDevice.h"
+#include "crypto/CryptoKi.h"
+#include "support/VecFile.h"
+#include "trust/CACache.h"
+#include "trust/LocalTrustStore.h"
+#include "verify/DocVerifier.h"
+#include "xml/XMLFile.h"
+
+namespace {
+
+std::string engineData(const std::string& name) {
+    return testData("engine/" + name);
+}
+
+// Every text of the element between its tags, in document order.
+std::vector<std::string> valuesOf(const std::string& xml, const std::string& element) {
+    std::vector<std::string> out;
+    std::string open = "<" + element + ">", close = "</" + element + ">";
+    for (size_t at = xml.find(open); at != std::string::npos; at = xml.find(open, at + 1)) {
+        size_t from = at + open.size();
+        out.push_back(xml.substr(from, xml.find(close, from) - from));
+    }
+    return out;
+}
+
+std::string joined(const std::vector<std::string>& parts) {
+    std::string out;
+    for (const std::string& p : parts) out += (out.empty() ? "" : "|") + p;
+    return out;
+}
+
+class Engine : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        ki = new CryptoKi();
+        device = new CryptoDevice(ki);
+        ASSERT_NE(device->openToken(0, nullptr, 0), 0u);
+    }
+    static void TearDownTestSuite() {
+        delete device;
+        delete ki;
+    }
+
+    void SetUp() override {
+        CACache::init();
+        CACache::setDownloadCRL(2);
+        // The root's CRL, served from the test data for its one URI.
+        CACache::setCRLTransport(
+            [](const char* uri, Buffer* der, X500Time** stamp) -> unsigned char {
+                *stamp = nullptr;
+                if (std::string(uri) != "http://127.0.0.1/engine.crl") return 0;
+                return der->fromFile(engineData("pki/root.crl").c_str());
+            },
+            nullptr);
+        store = std::make_unique<LocalTrustStore>(device);
+        ASSERT_EQ(store->addCACert(engineData("pki/root.pem").c_str()), 255);
+    }
+    void TearDown() override {
+        CACache::setCRLTransport(nullptr, nullptr);
+        store->clean();
+    }
+
+    // Verifies one case and gives the flat report.
+    std::string run(const VecCase& c, unsigned long* code) {
+        DocVerifier verifier(device, store.get());
+        Buffer text(4096);
+        XMLFile report(&text);
+        report.openTag("sigilo");
+        verifier.setXMLOutput(&report);
+        if (c.has("july2011")) verifier.setCheckJuly2011Constraint(std::stoi(c.get("july2011")));
+        if (c.has("nested")) verifier.setCheckEncapSigs(std::stoi(c.get("nested")));
+        if (c.has("time")) {
+            X500Time when;
+            Buffer b;
+            std::string t = c.get("time");
+            b.writeASN1Header(X500Time::kUTCTime, static_cast<unsigned int>(t.size()));
+            b.writeBytes(reinterpret_cast<const unsigned char*>(t.data()),
+                         static_cast<unsigned int>(t.size()));
+            EXPECT_TRUE(when.unwrapASN1(&b));
+            EXPECT_EQ(verifier.setVerificationTime(&when), 255);
+        }
+        std::string file = engineData(c.get("file"));
+        std::string detached = c.has("detached") ? engineData(c.get("detached")) : "";
+        InputType type = verifier.guessInputType(file.c_str());
+        if (type == InputType::InputCMS) {
+            EXPECT_TRUE(verifier.verifyCMSFile(file.c_str(), detached.c_str(), nullptr));
+        } else {
+            EXPECT_EQ(type, InputType::InputPKCS7);
+            EXPECT_TRUE(verifier.verifyPKCS7File(file.c_str(), detached.c_str(), nullptr));
+        }
+        *code = verifier.getErrCode();
+        std::string xml = report.getXML(1);
+        std::string flat;
+        for (char ch : xml) {
+            if (ch != '\n') flat += ch;
+        }
+        return flat;
+    }
+
+    static CryptoKi* ki;
+    static CryptoDevice* device;
+    std::unique_ptr<LocalTrustStore> store;
+};
+
+CryptoKi* Engine::ki = nullptr;
+CryptoDevice* Engine::device = nullptr;
+
+TEST_F(Engine, EveryCaseGivesItsVerdicts) {
+    auto cases = casesOfKind(readVecFile(engineData("engine.vec")), "case");
+    ASSERT_GE(cases.size(), 20u);
+    for (const VecCase& c : cases) {
+        SCOPED_TRACE(c.get("name"));
+        unsigned long code = 0;
+        std::string xml = run(c, &code);
+        EXPECT_EQ(joined(valuesOf(xml, "status")), c.get("statuses")) << xml;
+        EXPECT_EQ(joined(valuesOf(xml, "errorMessage")), c.get("messages")) << xml;
+        std::string contains = c.get("contains");
+        size_t from = 0;
+        while (!contains.empty() && from <= contains.size()) {
+            size_t bar = contains.find('|', from);
+            std::string part = contains.substr(from, bar == std::string::npos ? bar : bar - from);
+            EXPECT_NE(xml.find(part), std::string::npos) << "missing " << part << "\n" << xml;
+            if (bar == std::string::npos) break;
+            from = bar + 1;
+        }
+        EXPECT_EQ(code == 0xFFFFFFFFul ? "FFFFFFFF" : std::to_string(code), c.get("errcode"));
+    }
+}
+
+}  // namespace
