@@ -11,7 +11,12 @@ trap 'rm -rf "$work"' EXIT
 cp "$work/ca_cert.pem" "$here/demo_ca.pem"
 cp "$work/doc.txt" "$here/documento.txt"
 cp "$work/doc_der.p7m" "$here/documento.txt.p7m"
-cp "$work/doc_cms.p7m" "$here/documento_cades.txt.p7m"
+# CAdES envelopes (signingCertificateV2), PKCS#7 and CMS (signer named by key identifier).
+openssl cms -sign -binary -nodetach -cades -in "$work/doc.txt" -signer "$work/signer_cert.pem" \
+  -inkey "$work/signer_key.pem" -outform DER -out "$here/documento_cades.txt.p7m"
+openssl cms -sign -binary -nodetach -cades -keyid -in "$work/doc.txt" \
+  -signer "$work/signer_cert.pem" -inkey "$work/signer_key.pem" -outform DER \
+  -out "$here/documento_cades_cms.txt.p7m"
 cp "$work/doc.tsr" "$here/documento.txt.p7m.tsr"
 cp "$work/doc.tst" "$here/documento.txt.p7m.tst"
 cp "$work/doc.tsd" "$here/documento.txt.p7m.tsd"

@@ -6,11 +6,13 @@
 # The demo CA list (examples/demo_ca.pem) is first imported into a scratch CA folder, which
 # writes its caCertsList there, and the documents are then verified against that folder.
 #
-# What the report shows today: every document classified (its element and "filetype"), the M7M
+# What the report shows today: the PKCS#7 and CMS envelopes verified signer by signer (the two
+# CAdES envelopes OK; the plain one KO, since a signature that is not CAdES needs a time stamp
+# to prove its date), every other document classified (its element and "filetype"), the M7M
 # split and its two parts extracted, and the report of a file that cannot be read. The engines
-# that judge signatures and time stamps are not in this build yet, so each envelope ends with
-# "Firma non verificata" or "Marca Temporale non verificata" and "KO", never with a verdict it
-# has not reached.
+# that judge time stamps, PDF and XML signatures are not in this build yet, so those documents
+# end with "Firma non verificata" or "Marca Temporale non verificata" and "KO", never with a
+# verdict that was not reached.
 set -uo pipefail
 build=${1:-build}
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -34,7 +36,7 @@ echo
 echo "sigilo --indent -c <ca folder> -x <scratch> <demo documents>"
 echo
 "$build/sigilo" --indent -c "$cadir" -x "$work" \
-  documento.txt.p7m documento_cades.txt.p7m documento.txt.p7m.tsr documento.txt.p7m.tst \
+  documento.txt.p7m documento_cades.txt.p7m documento_cades_cms.txt.p7m documento.txt.p7m.tsr documento.txt.p7m.tst \
   documento.txt.p7m.tsd documento.m7m documento.pdf documento_firmato.xml non_esiste.p7m
 status=$?
 echo "exit status: $status (1: some document is KO)"

@@ -40,6 +40,10 @@ public:
     X500Time* getRevocationDate() const;
     X500Time* getInvalidSince() const;
 
+    // The device the responder's answers are checked on, and the lock held around it.
+    CryptoDevice* _getCryptoDevice() const { return cryptoDevice; }
+    Semaphore* _getSemaphore() const { return semaphore; }
+
 private:
     Logger* log;
     CryptoDevice* cryptoDevice;
