@@ -42,13 +42,8 @@ const char kMessageDigest[] = "1.2.840.113549.1.9.4";
 const char kSigningTime[] = "1.2.840.113549.1.9.5";
 const char kSigningCertificate[] = "1.2.840.113549.1.9.16.2.12";
 const char kSigningCertificateV2[] = "1.2.840.113549.1.9.16.2.47";
-const char kSignatureTimeStamp[] = "1.2.840.113549.1.9.16.2.14";
 const char kSHA256[] = "2.16.840.1.101.3.4.2.1";
 const char kSHA1[] = "1.3.14.3.2.26";
-constexpr unsigned char kSignerUsage = 0x40;  // nonRepudiation
-// Midnight of 4 December 2009 in Italy: CRLs are taken to keep expired certificates from then
-// when they do not say.
-constexpr long kCRLAmnestyDate = 1259881200;
 
 std::string owned(char* text) {
     std::unique_ptr<char[]> hold(text);
