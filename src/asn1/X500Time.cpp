@@ -12,7 +12,6 @@
 char X500Time::myTZ[X500Time::kZoneSize] = "";
 
 // putenv keeps the pointer, so the entry must outlive every use: static storage.
-static char gmtZone[] = "TZ=GMT";
 
 static const char kNoClockText[] = "999999999999";
 
@@ -64,13 +63,41 @@ void X500Time::ensureZone() {
     if (myTZ[0] == 0) init();
 }
 
+namespace {
+
+long long floorDiv(long long a, long long b) {
+    return a / b - ((a % b != 0) && ((a < 0) != (b < 0)) ? 1 : 0);
+}
+
+// Days from 1970-01-01 to the given date of the proleptic Gregorian calendar (month 1 to 12).
+long long daysFromCivil(long long year, long long month, long long day) {
+    year -= month <= 2 ? 1 : 0;
+    long long era = floorDiv(year, 400);
+    long long yearOfEra = year - era * 400;
+    long long dayOfYear = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
+    long long dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
+    return era * 146097 + dayOfEra - 719468;
+}
+
+}  // namespace
+
+// Pure arithmetic, with no detour through the process's time zone: switching TZ around mktime
+// is not safe while other threads convert times too. Fields outside their range carry over
+// as mktime lets them, and the fields are normalised in place.
 long X500Time::mktimeGMT(struct tm* fields) {
-    ensureZone();
-    putenv(gmtZone);
-    time_t t = mktime(fields);
-    putenv(myTZ);
-    tzset();
-    return static_cast<long>(t);
+    long long month = fields->tm_mon;
+    long long year = fields->tm_year + 1900LL + floorDiv(month, 12);
+    month -= floorDiv(month, 12) * 12;
+    long long days = daysFromCivil(year, month + 1, 1) + fields->tm_mday - 1;
+    long long seconds = days * 86400 + fields->tm_hour * 3600LL + fields->tm_min * 60LL +
+                        fields->tm_sec;
+    time_t t = static_cast<time_t>(seconds);
+    struct tm normalised;
+    if (gmtime_r(&t, &normalised) != nullptr) {
+        normalised.tm_isdst = fields->tm_isdst;
+        *fields = normalised;
+    }
+    return static_cast<long>(seconds);
 }
 
 // ---- Copy and comparison ----
