@@ -55,6 +55,7 @@ bench: deps
 	@cmake --build $(BENCH_BUILD) -j $(JOBS)
 	@bench/run_bench.sh $(BENCH_BUILD)
 	@bench/cms_nocopy.sh $(BENCH_BUILD)
+	@bench/engine_bench.sh $(BENCH_BUILD)
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD) $(TSAN_BUILD)

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <cwchar>
 #include <memory>
+#include <mutex>
 
 #include "asn1/Buffer.h"
 
@@ -147,7 +148,10 @@ static char* convertEach(const wchar_t* s, size_t n) {
 }
 
 char* ISO10646::getPrintable() const {
-    setlocale(LC_CTYPE, "");
+    // The character set of the environment, taken once: setlocale is not safe to call while
+    // other threads convert text.
+    static std::once_flag localeTaken;
+    std::call_once(localeTaken, [] { setlocale(LC_CTYPE, ""); });
     const wchar_t* s = chars();
     char* out = convertAll(s);
     if (out != nullptr) return out;
