@@ -1,8 +1,17 @@
 // Buffer storage, positions and the byte-level cursor.
 #include "asn1/Buffer.h"
 
+#include <sys/mman.h>
+
 #include <cstring>
 #include <new>
+
+namespace {
+
+// From this size on, an array that a file is read into is mapped with its pages populated.
+constexpr unsigned int kLargeArray = 32u << 20;
+
+}  // namespace
 
 Buffer::Buffer() : data(nullptr), capacity(0), maxSize(0), readPos(0), writePos(0) {}
 
@@ -14,7 +23,17 @@ Buffer::Buffer(Buffer* shape) : Buffer() {
     maxSize = shape->maxSize;
 }
 
-Buffer::~Buffer() { delete[] data; }
+Buffer::~Buffer() { releaseArray(); }
+
+void Buffer::releaseArray() {
+    if (mappedLength != 0) {
+        munmap(data, mappedLength);
+    } else {
+        delete[] data;
+    }
+    data = nullptr;
+    mappedLength = 0;
+}
 
 void Buffer::reallocate(unsigned int n) {
     unsigned char* fresh = new unsigned char[static_cast<size_t>(n) + kBufferSlack]();
@@ -22,12 +41,37 @@ void Buffer::reallocate(unsigned int n) {
     if (data != nullptr && writePos > 0) {
         memcpy(fresh, data, writePos <= n ? writePos : n);
     }
-    delete[] data;
+    releaseArray();
     data = fresh;
     capacity = n;
     maxSize = n;
     if (writePos > n) writePos = n;
     if (readPos > n) readPos = n;
+}
+
+void Buffer::discardAndReserve(unsigned int n) {
+    readPos = writePos = 0;
+    if (data == nullptr || capacity < n) {
+        // Large inputs would otherwise be cleared and then overwritten, touching every page
+        // twice.
+        size_t length = static_cast<size_t>(n) + kBufferSlack;
+        void* mapped = n >= kLargeArray ? mmap(nullptr, length, PROT_READ | PROT_WRITE,
+                                               MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0)
+                                        : MAP_FAILED;
+        unsigned char* fresh = mapped != MAP_FAILED ? static_cast<unsigned char*>(mapped)
+                                                    : new unsigned char[length];
+        memset(fresh + n, 0, kBufferSlack);
+        fresh[n] = kBufferGuardByte;
+        releaseArray();
+        data = fresh;
+        mappedLength = mapped != MAP_FAILED ? length : 0;
+        capacity = n;
+    }
+    maxSize = n;
+}
+
+void Buffer::clearTail() {
+    if (data != nullptr && writePos < capacity) memset(data + writePos, 0, capacity - writePos);
 }
 
 void Buffer::enlarge(unsigned int n) {
@@ -60,6 +104,9 @@ void Buffer::fromByteArray(const unsigned char* p, unsigned int n) {
 }
 
 void Buffer::useByteArray(unsigned char* p, unsigned int n) {
+    // A mapping of the buffer's own is given back; a new[] array stays the caller's business,
+    // as it always was.
+    if (mappedLength != 0) releaseArray();
     data = p;
     capacity = maxSize = (p == nullptr ? 0 : n);
     readPos = 0;

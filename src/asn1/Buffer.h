@@ -227,6 +227,14 @@ private:
     const unsigned char* take(unsigned int n);
     // Replaces the array by one of n + kBufferSlack bytes with the guard byte at index n.
     void reallocate(unsigned int n);
+    // Drops the content and makes room for n bytes that the caller is about to write over
+    // (a file's): the array is not cleared first, so the caller must clear what it leaves
+    // unwritten (clearTail). Every byte below the capacity is thus always initialised.
+    void discardAndReserve(unsigned int n);
+    // Zeroes the array from the write position to the capacity.
+    void clearTail();
+    // Frees the array, whichever way it was made.
+    void releaseArray();
     // Header of a primitive value whose content must lie inside the buffer.
     unsigned char readContentHeader(unsigned char expectedTag, unsigned int* len);
     // Base-128 subidentifiers of an OID content of len bytes.
@@ -240,6 +248,9 @@ private:
     unsigned int maxSize;
     unsigned int readPos;
     unsigned int writePos;
+    // Non-zero when the array is a mapping of that many bytes rather than a new[] array: large
+    // inputs get their pages all at once, which costs a fraction of faulting them in one by one.
+    size_t mappedLength = 0;
 };
 
 #endif

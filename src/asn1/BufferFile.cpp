@@ -60,8 +60,7 @@ unsigned char Buffer::fromFile(int fd) {
     if (fstat(fd, &st) != 0) return 0;
     unsigned long long size = st.st_size > 0 ? static_cast<unsigned long long>(st.st_size) : 0;
     if (size > 0xFFFFFFFFull - kBufferSlack - 4096) return 0;
-    readPos = writePos = 0;
-    enlarge(static_cast<unsigned int>(size));
+    discardAndReserve(static_cast<unsigned int>(size));
     unsigned int page = pageSize();
     for (;;) {
         if (writePos == maxSize) {
@@ -69,19 +68,30 @@ unsigned char Buffer::fromFile(int fd) {
             unsigned char probe;
             ssize_t got = read(fd, &probe, 1);
             if (got < 0 && errno == EINTR) continue;
-            if (got < 0) return 0;
+            if (got < 0) {
+                clearTail();
+                return 0;
+            }
             if (got == 0) break;
-            if (writePos > 0xFFFFFFFFu - kBufferSlack - 2 * page) return 0;
+            if (writePos > 0xFFFFFFFFu - kBufferSlack - 2 * page) {
+                clearTail();
+                return 0;
+            }
             enlarge(writePos + page);
             data[writePos++] = probe;
             continue;
         }
         ssize_t got = read(fd, data + writePos, maxSize - writePos);
         if (got < 0 && errno == EINTR) continue;
-        if (got < 0) return 0;
+        if (got < 0) {
+            clearTail();
+            return 0;
+        }
         if (got == 0) break;
         writePos += static_cast<unsigned int>(got);
     }
+    // A file that came shorter than it said leaves part of the array unwritten.
+    clearTail();
     maxSize = writePos;
     return 255;
 }
