@@ -33,7 +33,8 @@ void inspect(const CertificateList& crl) {
     if (info == nullptr) return;
     const RevokedCertificateList* revoked = info->_getRevokedCertificates();
     for (int i = 0; revoked != nullptr && i < revoked->getCount(); ++i) {
-        std::unique_ptr<char[]> text(revoked->_getRevokedCertificatePointer(i)->printUserCertificate(16));
+        std::unique_ptr<char[]> text(
+            revoked->_getRevokedCertificatePointer(i)->printUserCertificate(16));
     }
 }
 

@@ -15,7 +15,9 @@ constexpr unsigned int kLargeArray = 32u << 20;
 
 Buffer::Buffer() : data(nullptr), capacity(0), maxSize(0), readPos(0), writePos(0) {}
 
-Buffer::Buffer(unsigned int size) : Buffer() { reallocate(size); }
+Buffer::Buffer(unsigned int size) : Buffer() {
+    reallocate(size);
+}
 
 Buffer::Buffer(Buffer* shape) : Buffer() {
     if (shape == nullptr) return;
@@ -23,7 +25,9 @@ Buffer::Buffer(Buffer* shape) : Buffer() {
     maxSize = shape->maxSize;
 }
 
-Buffer::~Buffer() { releaseArray(); }
+Buffer::~Buffer() {
+    releaseArray();
+}
 
 void Buffer::releaseArray() {
     if (mappedLength != 0) {
@@ -58,8 +62,8 @@ void Buffer::discardAndReserve(unsigned int n) {
         void* mapped = n >= kLargeArray ? mmap(nullptr, length, PROT_READ | PROT_WRITE,
                                                MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0)
                                         : MAP_FAILED;
-        unsigned char* fresh = mapped != MAP_FAILED ? static_cast<unsigned char*>(mapped)
-                                                    : new unsigned char[length];
+        unsigned char* fresh =
+            mapped != MAP_FAILED ? static_cast<unsigned char*>(mapped) : new unsigned char[length];
         memset(fresh + n, 0, kBufferSlack);
         fresh[n] = kBufferGuardByte;
         releaseArray();
@@ -89,9 +93,13 @@ void Buffer::setMaxSize(unsigned int n) {
     if (readPos > maxSize) readPos = maxSize;
 }
 
-void Buffer::setWritePos(unsigned int n) { writePos = n < maxSize ? n : maxSize; }
+void Buffer::setWritePos(unsigned int n) {
+    writePos = n < maxSize ? n : maxSize;
+}
 
-void Buffer::setReadPos(unsigned int n) { readPos = n < maxSize ? n : maxSize; }
+void Buffer::setReadPos(unsigned int n) {
+    readPos = n < maxSize ? n : maxSize;
+}
 
 void Buffer::fromByteArray(const unsigned char* p, unsigned int n) {
     if (p == nullptr) return;
@@ -158,7 +166,9 @@ unsigned char Buffer::readByte() {
     return p != nullptr ? *p : kBufferGuardByte;
 }
 
-unsigned char Buffer::peekByte() { return peekByte(0); }
+unsigned char Buffer::peekByte() {
+    return peekByte(0);
+}
 
 unsigned char Buffer::peekByte(unsigned int offset) {
     if (offset >= maxSize - readPos) return kBufferGuardByte;

@@ -40,8 +40,8 @@ constexpr unsigned long long kParallelRead = 32ull << 20;
 unsigned long long readRange(int fd, unsigned char* out, unsigned long long from,
                              unsigned long long to, bool* failed) {
     while (from < to) {
-        ssize_t got = pread(fd, out + from, static_cast<size_t>(to - from),
-                            static_cast<off_t>(from));
+        ssize_t got =
+            pread(fd, out + from, static_cast<size_t>(to - from), static_cast<off_t>(from));
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) *failed = true;
         if (got <= 0) break;

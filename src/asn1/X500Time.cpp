@@ -89,8 +89,8 @@ long X500Time::mktimeGMT(struct tm* fields) {
     long long year = fields->tm_year + 1900LL + floorDiv(month, 12);
     month -= floorDiv(month, 12) * 12;
     long long days = daysFromCivil(year, month + 1, 1) + fields->tm_mday - 1;
-    long long seconds = days * 86400 + fields->tm_hour * 3600LL + fields->tm_min * 60LL +
-                        fields->tm_sec;
+    long long seconds =
+        days * 86400 + fields->tm_hour * 3600LL + fields->tm_min * 60LL + fields->tm_sec;
     time_t t = static_cast<time_t>(seconds);
     struct tm normalised;
     if (gmtime_r(&t, &normalised) != nullptr) {

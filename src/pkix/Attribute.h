@@ -3,7 +3,8 @@
 //     attrValues  SET OF AttributeValue }
 //
 // SignedAttributes ::= SET SIZE (1..MAX) OF Attribute     -- AttributeSet, [0] / [1] IMPLICIT
-// Attributes ::= SEQUENCE OF Attribute                    -- AttributeList (subjectDirectoryAttributes)
+// Attributes ::= SEQUENCE OF Attribute                    -- AttributeList
+// (subjectDirectoryAttributes)
 //
 // Signing tools write attributes in indefinite form too; both forms are read. Attributes are
 // found by walking the list and comparing OIDs.

@@ -1,8 +1,8 @@
 #include "asn1/Buffer.h"
 #include "pkix/CertificateChoices.h"
 #include "pkix/CopySteps.h"
-#include "pkix/ReadSteps.h"
 #include "pkix/EncapsulatedContentInfo.h"
+#include "pkix/ReadSteps.h"
 #include "pkix/RevocationInfoChoice.h"
 #include "pkix/SignedData.h"
 #include "pkix/SignedDataTail.h"
@@ -52,14 +52,24 @@ EncapsulatedContentInfo* CMSSignedData::getEncapContentInfo() const {
 void CMSSignedData::setEncapContentInfo(const EncapsulatedContentInfo* value) {
     replaceWithCopy(encapContentInfo, value);
 }
-CertificateSet* CMSSignedData::getCertificates() const { return cloneOf(certificates); }
+CertificateSet* CMSSignedData::getCertificates() const {
+    return cloneOf(certificates);
+}
 void CMSSignedData::setCertificates(const CertificateSet* set) {
     replaceWithCopy(certificates, set);
 }
-RevocationInfoChoiceSet* CMSSignedData::getCrls() const { return cloneOf(crls); }
-void CMSSignedData::setCrls(const RevocationInfoChoiceSet* set) { replaceWithCopy(crls, set); }
-SignerInfoSet* CMSSignedData::getSignerInfos() const { return cloneOf(signerInfos); }
-void CMSSignedData::setSignerInfos(const SignerInfoSet* set) { replaceWithCopy(signerInfos, set); }
+RevocationInfoChoiceSet* CMSSignedData::getCrls() const {
+    return cloneOf(crls);
+}
+void CMSSignedData::setCrls(const RevocationInfoChoiceSet* set) {
+    replaceWithCopy(crls, set);
+}
+SignerInfoSet* CMSSignedData::getSignerInfos() const {
+    return cloneOf(signerInfos);
+}
+void CMSSignedData::setSignerInfos(const SignerInfoSet* set) {
+    replaceWithCopy(signerInfos, set);
+}
 
 unsigned int CMSSignedData::contentLength(Buffer* b) {
     unsigned int sum = headLength(b);

@@ -13,6 +13,7 @@
 #include "pkix/AlgorithmNames.h"
 #include "pkix/CertificateInfo.h"
 #include "pkix/ReadSteps.h"
+#include "pkix/SignedPart.h"
 
 Certificate::Certificate()
     : certInfo(nullptr), signAlgorithm(nullptr), sign(nullptr), digest(nullptr) {}
@@ -182,37 +183,15 @@ void Certificate::wrapASN1(Buffer* b) {
 }
 
 unsigned char Certificate::wrapASN1(SecureBuffer* b) {
-    if (sign == nullptr) {
-        if (certInfo == nullptr) return 0;
-        unsigned int from = b->getWritePos();
-        b->enlarge(from + certInfo->getWrapLength(b));
-        certInfo->wrapASN1(b);
-        b->setSignAlgorithm(signAlgorithm);
-        Signature* made = b->signMessage(from);
-        b->setWritePos(from);
-        if (made == nullptr) return 0;
-        sign = made;
-    }
+    if (sign == nullptr && !pkix::signPart(b, certInfo, signAlgorithm, &sign)) return 0;
     b->enlarge(b->getWritePos() + getWrapLength(b));
     writeParts(b);
     return 255;
 }
 
 unsigned char Certificate::wrapASN1(SecureBuffer* b, CryptoDevice* signer, CryptoDevice* digester) {
-    if (sign == nullptr) {
-        if (certInfo == nullptr || signer == nullptr || digester == nullptr) return 0;
-        unsigned int from = b->getWritePos();
-        b->enlarge(from + certInfo->getWrapLength(b));
-        certInfo->wrapASN1(b);
-        std::vector<unsigned char> tbs(b->_getData() + from, b->_getData() + b->getWritePos());
-        b->setWritePos(from);
-        digester->setSignAlgorithm(signAlgorithm);
-        std::unique_ptr<DigestInfo> digestInfo(digester->digest(tbs.data(), tbs.size()));
-        if (!digestInfo) return 0;
-        signer->setSignAlgorithm(signAlgorithm);
-        Signature* made = signer->signDigest(digestInfo.get());
-        if (made == nullptr) return 0;
-        sign = made;
+    if (sign == nullptr && !pkix::signPart(b, certInfo, signAlgorithm, &sign, signer, digester)) {
+        return 0;
     }
     b->enlarge(b->getWritePos() + getWrapLength(b));
     writeParts(b);

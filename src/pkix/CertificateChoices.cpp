@@ -64,7 +64,9 @@ unsigned char CertificateChoices::getType() const {
     return 0;
 }
 
-Certificate* CertificateChoices::getCertificate() const { return cloneOf(certificate); }
+Certificate* CertificateChoices::getCertificate() const {
+    return cloneOf(certificate);
+}
 void CertificateChoices::setCertificate(const Certificate* c) {
     Certificate* copy = cloneOf(c);
     clear();
@@ -78,9 +80,15 @@ void CertificateChoices::setExtendedCertificate(const ExtendedCertificate* c) {
     clear();
     extendedCertificate = copy;
 }
-AttributeCertificateV1* CertificateChoices::getV1AttrCert() const { return cloneOf(v1AttrCert); }
-AttributeCertificate* CertificateChoices::getV2AttrCert() const { return cloneOf(v2AttrCert); }
-OtherCertificateFormat* CertificateChoices::getOther() const { return cloneOf(other); }
+AttributeCertificateV1* CertificateChoices::getV1AttrCert() const {
+    return cloneOf(v1AttrCert);
+}
+AttributeCertificate* CertificateChoices::getV2AttrCert() const {
+    return cloneOf(v2AttrCert);
+}
+OtherCertificateFormat* CertificateChoices::getOther() const {
+    return cloneOf(other);
+}
 
 unsigned int CertificateChoices::getWrapLength(Buffer* b) {
     if (certificate != nullptr) return certificate->getWrapLength(b);
@@ -151,7 +159,9 @@ ExtCertificateOrCertificate* ExtCertificateOrCertificate::clone() const {
     return copy;
 }
 
-Certificate* ExtCertificateOrCertificate::getCertificate() const { return cloneOf(certificate); }
+Certificate* ExtCertificateOrCertificate::getCertificate() const {
+    return cloneOf(certificate);
+}
 void ExtCertificateOrCertificate::setCertificate(const Certificate* c) {
     Certificate* copy = cloneOf(c);
     clear();

@@ -102,9 +102,7 @@ private:
 class ExtCertificatesAndCertificates
     : public AsnList<ExtCertificateOrCertificate, ExtCertificatesAndCertificates, kSetTag> {
 public:
-    void addExtCertificateOrCertificate(const ExtCertificateOrCertificate* c) {
-        addElementCopy(c);
-    }
+    void addExtCertificateOrCertificate(const ExtCertificateOrCertificate* c) { addElementCopy(c); }
     ExtCertificateOrCertificate* getExtCertificateOrCertificate(int i) const {
         return getElement(i);
     }

@@ -11,6 +11,7 @@
 #include "crypto/Signature.h"
 #include "pkix/CertificateListInfo.h"
 #include "pkix/CopySteps.h"
+#include "pkix/SignedPart.h"
 
 using pkix::cloneOf;
 
@@ -165,17 +166,7 @@ void CertificateList::wrapASN1(Buffer* b) {
 }
 
 unsigned char CertificateList::wrapASN1(SecureBuffer* b) {
-    if (sign == nullptr) {
-        if (certListInfo == nullptr) return 0;
-        unsigned int from = b->getWritePos();
-        b->enlarge(from + certListInfo->getWrapLength(b));
-        certListInfo->wrapASN1(b);
-        b->setSignAlgorithm(signAlgorithm);
-        Signature* made = b->signMessage(from);
-        b->setWritePos(from);
-        if (made == nullptr) return 0;
-        sign = made;
-    }
+    if (sign == nullptr && !pkix::signPart(b, certListInfo, signAlgorithm, &sign)) return 0;
     b->enlarge(b->getWritePos() + getWrapLength(b));
     writeParts(b);
     return 255;
@@ -183,20 +174,9 @@ unsigned char CertificateList::wrapASN1(SecureBuffer* b) {
 
 unsigned char CertificateList::wrapASN1(SecureBuffer* b, CryptoDevice* signer,
                                         CryptoDevice* digester) {
-    if (sign == nullptr) {
-        if (certListInfo == nullptr || signer == nullptr || digester == nullptr) return 0;
-        unsigned int from = b->getWritePos();
-        b->enlarge(from + certListInfo->getWrapLength(b));
-        certListInfo->wrapASN1(b);
-        std::vector<unsigned char> tbs(b->_getData() + from, b->_getData() + b->getWritePos());
-        b->setWritePos(from);
-        digester->setSignAlgorithm(signAlgorithm);
-        std::unique_ptr<DigestInfo> digestInfo(digester->digest(tbs.data(), tbs.size()));
-        if (!digestInfo) return 0;
-        signer->setSignAlgorithm(signAlgorithm);
-        Signature* made = signer->signDigest(digestInfo.get());
-        if (made == nullptr) return 0;
-        sign = made;
+    if (sign == nullptr &&
+        !pkix::signPart(b, certListInfo, signAlgorithm, &sign, signer, digester)) {
+        return 0;
     }
     b->enlarge(b->getWritePos() + getWrapLength(b));
     writeParts(b);

@@ -1,9 +1,9 @@
 #include "pkix/CertificateListInfo.h"
-#include "pkix/CopySteps.h"
 
 #include "asn1/Buffer.h"
 #include "asn1/X500Time.h"
 #include "crypto/AlgorithmIdentifier.h"
+#include "pkix/CopySteps.h"
 #include "pkix/Extension.h"
 #include "pkix/Name.h"
 #include "pkix/RevokedCertificate.h"
@@ -72,21 +72,39 @@ CertificateListInfo* CertificateListInfo::clone() const {
     return copy;
 }
 
-AlgorithmIdentifier* CertificateListInfo::getSignature() const { return cloneOf(signature); }
-void CertificateListInfo::setSignature(const AlgorithmIdentifier* a) { replace(signature, a); }
-Name* CertificateListInfo::getIssuer() const { return cloneOf(issuer); }
-void CertificateListInfo::setIssuer(const Name* name) { replace(issuer, name); }
-X500Time* CertificateListInfo::getThisUpdate() const { return cloneOf(thisUpdate); }
-void CertificateListInfo::setThisUpdate(const X500Time* t) { replace(thisUpdate, t); }
-X500Time* CertificateListInfo::getNextUpdate() const { return cloneOf(nextUpdate); }
-void CertificateListInfo::setNextUpdate(const X500Time* t) { replace(nextUpdate, t); }
+AlgorithmIdentifier* CertificateListInfo::getSignature() const {
+    return cloneOf(signature);
+}
+void CertificateListInfo::setSignature(const AlgorithmIdentifier* a) {
+    replace(signature, a);
+}
+Name* CertificateListInfo::getIssuer() const {
+    return cloneOf(issuer);
+}
+void CertificateListInfo::setIssuer(const Name* name) {
+    replace(issuer, name);
+}
+X500Time* CertificateListInfo::getThisUpdate() const {
+    return cloneOf(thisUpdate);
+}
+void CertificateListInfo::setThisUpdate(const X500Time* t) {
+    replace(thisUpdate, t);
+}
+X500Time* CertificateListInfo::getNextUpdate() const {
+    return cloneOf(nextUpdate);
+}
+void CertificateListInfo::setNextUpdate(const X500Time* t) {
+    replace(nextUpdate, t);
+}
 RevokedCertificateList* CertificateListInfo::getRevokedCertificates() const {
     return cloneOf(revokedCertificates);
 }
 void CertificateListInfo::setRevokedCertificates(const RevokedCertificateList* list) {
     replace(revokedCertificates, list);
 }
-ExtensionList* CertificateListInfo::getCrlExtensions() const { return cloneOf(crlExtensions); }
+ExtensionList* CertificateListInfo::getCrlExtensions() const {
+    return cloneOf(crlExtensions);
+}
 void CertificateListInfo::setCrlExtensions(const ExtensionList* list) {
     replace(crlExtensions, list);
 }

@@ -81,7 +81,9 @@ unsigned char DigestedData::_unwrapASN1(Buffer* b) {
 // ---- PKCS#7 ----
 
 PKCS7DigestedData::PKCS7DigestedData() : contentInfo(nullptr) {}
-PKCS7DigestedData::~PKCS7DigestedData() { delete contentInfo; }
+PKCS7DigestedData::~PKCS7DigestedData() {
+    delete contentInfo;
+}
 
 PKCS7DigestedData* PKCS7DigestedData::clone() const {
     PKCS7DigestedData* copy = new PKCS7DigestedData();
@@ -107,7 +109,9 @@ unsigned char PKCS7DigestedData::readContentPart(Buffer* b, bool borrow) {
 // ---- CMS ----
 
 CMSDigestedData::CMSDigestedData() : encapContentInfo(nullptr) {}
-CMSDigestedData::~CMSDigestedData() { delete encapContentInfo; }
+CMSDigestedData::~CMSDigestedData() {
+    delete encapContentInfo;
+}
 
 CMSDigestedData* CMSDigestedData::clone() const {
     CMSDigestedData* copy = new CMSDigestedData();

@@ -1,8 +1,8 @@
 #include "pkix/ESSCertID.h"
-#include "pkix/CopySteps.h"
 
 #include "asn1/Buffer.h"
 #include "crypto/AlgorithmIdentifier.h"
+#include "pkix/CopySteps.h"
 #include "pkix/GeneralName.h"
 #include "pkix/ReadSteps.h"
 
@@ -42,7 +42,9 @@ unsigned char readHashAndTail(Buffer* b, unsigned int end, unsigned char*& hash,
 // ---- ESSIssuerSerial ----
 
 ESSIssuerSerial::ESSIssuerSerial() : issuer(nullptr) {}
-ESSIssuerSerial::~ESSIssuerSerial() { delete issuer; }
+ESSIssuerSerial::~ESSIssuerSerial() {
+    delete issuer;
+}
 
 ESSIssuerSerial* ESSIssuerSerial::clone() const {
     ESSIssuerSerial* copy = new ESSIssuerSerial();
@@ -51,8 +53,12 @@ ESSIssuerSerial* ESSIssuerSerial::clone() const {
     return copy;
 }
 
-GeneralNameList* ESSIssuerSerial::getIssuer() const { return cloneOf(issuer); }
-void ESSIssuerSerial::setIssuer(const GeneralNameList* names) { replace(issuer, names); }
+GeneralNameList* ESSIssuerSerial::getIssuer() const {
+    return cloneOf(issuer);
+}
+void ESSIssuerSerial::setIssuer(const GeneralNameList* names) {
+    replace(issuer, names);
+}
 
 unsigned int ESSIssuerSerial::contentLength(Buffer* b) {
     return (issuer != nullptr ? issuer->getWrapLength(b) : 0) + serialNumber.lenASN1(b);
@@ -94,12 +100,18 @@ ESSCertID* ESSCertID::clone() const {
     return copy;
 }
 
-unsigned char* ESSCertID::getCertHash() const { return pkix::copyBytes(certHash, hashLen); }
+unsigned char* ESSCertID::getCertHash() const {
+    return pkix::copyBytes(certHash, hashLen);
+}
 void ESSCertID::setCertHash(const unsigned char* hash, unsigned int length) {
     replaceBytes(certHash, hashLen, hash, length);
 }
-ESSIssuerSerial* ESSCertID::getIssuerSerial() const { return cloneOf(issuerSerial); }
-void ESSCertID::setIssuerSerial(const ESSIssuerSerial* value) { replace(issuerSerial, value); }
+ESSIssuerSerial* ESSCertID::getIssuerSerial() const {
+    return cloneOf(issuerSerial);
+}
+void ESSCertID::setIssuerSerial(const ESSIssuerSerial* value) {
+    replace(issuerSerial, value);
+}
 
 unsigned int ESSCertID::peekLen(Buffer* b) {
     unsigned char tag;
@@ -109,7 +121,8 @@ unsigned int ESSCertID::peekLen(Buffer* b) {
 }
 
 unsigned int ESSCertID::contentLength(Buffer* b) {
-    return b->lenASN1(certHash, hashLen) + (issuerSerial != nullptr ? issuerSerial->getWrapLength(b) : 0);
+    return b->lenASN1(certHash, hashLen) +
+           (issuerSerial != nullptr ? issuerSerial->getWrapLength(b) : 0);
 }
 
 unsigned int ESSCertID::getWrapLength(Buffer* b) {
@@ -148,19 +161,29 @@ ESSCertIDV2* ESSCertIDV2::clone() const {
     return copy;
 }
 
-AlgorithmIdentifier* ESSCertIDV2::getHashAlgorithm() const { return cloneOf(hashAlgorithm); }
-void ESSCertIDV2::setHashAlgorithm(const AlgorithmIdentifier* a) { replace(hashAlgorithm, a); }
+AlgorithmIdentifier* ESSCertIDV2::getHashAlgorithm() const {
+    return cloneOf(hashAlgorithm);
+}
+void ESSCertIDV2::setHashAlgorithm(const AlgorithmIdentifier* a) {
+    replace(hashAlgorithm, a);
+}
 
 char* ESSCertIDV2::getHashAlgorithmName() const {
     return hashAlgorithm != nullptr ? hashAlgorithm->getAlgorithm() : nullptr;
 }
 
-unsigned char* ESSCertIDV2::getCertHash() const { return pkix::copyBytes(certHash, hashLen); }
+unsigned char* ESSCertIDV2::getCertHash() const {
+    return pkix::copyBytes(certHash, hashLen);
+}
 void ESSCertIDV2::setCertHash(const unsigned char* hash, unsigned int length) {
     replaceBytes(certHash, hashLen, hash, length);
 }
-ESSIssuerSerial* ESSCertIDV2::getIssuerSerial() const { return cloneOf(issuerSerial); }
-void ESSCertIDV2::setIssuerSerial(const ESSIssuerSerial* value) { replace(issuerSerial, value); }
+ESSIssuerSerial* ESSCertIDV2::getIssuerSerial() const {
+    return cloneOf(issuerSerial);
+}
+void ESSCertIDV2::setIssuerSerial(const ESSIssuerSerial* value) {
+    replace(issuerSerial, value);
+}
 
 // The default algorithm is left out, as DER wants.
 unsigned int ESSCertIDV2::contentLength(Buffer* b) {

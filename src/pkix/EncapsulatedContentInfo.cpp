@@ -61,7 +61,8 @@ void EncapsulatedContentInfo::wrapASN1(Buffer* b) {
 unsigned int EncapsulatedContentInfo::getIndefiniteWrapLength(Buffer* b) {
     unsigned int sum = b->lenASN1Header(0x30) + b->lenEOC();
     if (eContentType != nullptr) sum += b->lenASN1(eContentType);
-    if (eContent.present()) sum += b->lenASN1Header(kContentTag) + eContent.wrapLength(b) + b->lenEOC();
+    if (eContent.present())
+        sum += b->lenASN1Header(kContentTag) + eContent.wrapLength(b) + b->lenEOC();
     return sum;
 }
 

@@ -31,11 +31,15 @@ ExtendedCertificateInfo* ExtendedCertificateInfo::clone() const {
     return copy;
 }
 
-Certificate* ExtendedCertificateInfo::getCertificate() const { return cloneOf(certificate); }
+Certificate* ExtendedCertificateInfo::getCertificate() const {
+    return cloneOf(certificate);
+}
 void ExtendedCertificateInfo::setCertificate(const Certificate* c) {
     replaceWithCopy(certificate, c);
 }
-AttributeSet* ExtendedCertificateInfo::getAttributes() const { return cloneOf(attributes); }
+AttributeSet* ExtendedCertificateInfo::getAttributes() const {
+    return cloneOf(attributes);
+}
 void ExtendedCertificateInfo::setAttributes(const AttributeSet* set) {
     replaceWithCopy(attributes, set);
 }
@@ -110,8 +114,12 @@ AlgorithmIdentifier* ExtendedCertificate::getSignatureAlgorithm() const {
 void ExtendedCertificate::setSignatureAlgorithm(const AlgorithmIdentifier* algorithm) {
     replaceWithCopy(signatureAlgorithm, algorithm);
 }
-Signature* ExtendedCertificate::getSignature() const { return cloneOf(signature); }
-void ExtendedCertificate::setSignature(const Signature* s) { replaceWithCopy(signature, s); }
+Signature* ExtendedCertificate::getSignature() const {
+    return cloneOf(signature);
+}
+void ExtendedCertificate::setSignature(const Signature* s) {
+    replaceWithCopy(signature, s);
+}
 
 unsigned char ExtendedCertificate::checkSignature(CryptoDevice* device, KeyInfo* key) {
     if (device == nullptr || info == nullptr || signatureAlgorithm == nullptr ||
@@ -169,8 +177,12 @@ unsigned char ExtendedCertificate::read(unsigned char tag, Buffer* b, SecureBuff
     return signature->unwrapASN1(b) ? 255 : 0;
 }
 
-unsigned char ExtendedCertificate::unwrapASN1(Buffer* b) { return read(0x30, b, nullptr); }
+unsigned char ExtendedCertificate::unwrapASN1(Buffer* b) {
+    return read(0x30, b, nullptr);
+}
 unsigned char ExtendedCertificate::unwrapASN1(unsigned char tag, Buffer* b) {
     return read(tag, b, nullptr);
 }
-unsigned char ExtendedCertificate::unwrapASN1(SecureBuffer* b) { return read(0x30, b, b); }
+unsigned char ExtendedCertificate::unwrapASN1(SecureBuffer* b) {
+    return read(0x30, b, b);
+}

@@ -38,8 +38,8 @@ public:
 
 private:
     OID* otherRevInfoFormat;
-    void* otherRevInfo;             // not owned
-    unsigned char* readInfo;        // owned
+    void* otherRevInfo;       // not owned
+    unsigned char* readInfo;  // owned
     unsigned int readInfoLength;
 };
 

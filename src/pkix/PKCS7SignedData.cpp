@@ -3,8 +3,8 @@
 #include "pkix/CertificateList.h"
 #include "pkix/ContentInfo.h"
 #include "pkix/CopySteps.h"
-#include "pkix/ReadSteps.h"
 #include "pkix/PKCS7SignerInfo.h"
+#include "pkix/ReadSteps.h"
 #include "pkix/SignedData.h"
 #include "pkix/SignedDataTail.h"
 
@@ -46,7 +46,9 @@ PKCS7SignedData* PKCS7SignedData::clone() const {
     return copy;
 }
 
-ContentInfo* PKCS7SignedData::getContentInfo() const { return cloneOf(contentInfo); }
+ContentInfo* PKCS7SignedData::getContentInfo() const {
+    return cloneOf(contentInfo);
+}
 void PKCS7SignedData::setContentInfo(const ContentInfo* value) {
     replaceWithCopy(contentInfo, value);
 }
@@ -56,11 +58,15 @@ ExtCertificatesAndCertificates* PKCS7SignedData::getCertificates() const {
 void PKCS7SignedData::setCertificates(const ExtCertificatesAndCertificates* set) {
     replaceWithCopy(certificates, set);
 }
-CertificateRevocationLists* PKCS7SignedData::getCrls() const { return cloneOf(crls); }
+CertificateRevocationLists* PKCS7SignedData::getCrls() const {
+    return cloneOf(crls);
+}
 void PKCS7SignedData::setCrls(const CertificateRevocationLists* set) {
     replaceWithCopy(crls, set);
 }
-PKCS7SignerInfoSet* PKCS7SignedData::getSignerInfos() const { return cloneOf(signerInfos); }
+PKCS7SignerInfoSet* PKCS7SignedData::getSignerInfos() const {
+    return cloneOf(signerInfos);
+}
 void PKCS7SignedData::setSignerInfos(const PKCS7SignerInfoSet* set) {
     replaceWithCopy(signerInfos, set);
 }

@@ -4,7 +4,9 @@
 
 PlainData::PlainData() = default;
 
-PlainData::PlainData(const unsigned char* p, unsigned int n) { setData(p, n); }
+PlainData::PlainData(const unsigned char* p, unsigned int n) {
+    setData(p, n);
+}
 
 PlainData::~PlainData() = default;
 
@@ -14,12 +16,22 @@ PlainData* PlainData::clone() const {
     return copy;
 }
 
-unsigned char* PlainData::getData() const { return bytes.copy(); }
+unsigned char* PlainData::getData() const {
+    return bytes.copy();
+}
 
-unsigned int PlainData::getWrapLength(Buffer* b) { return bytes.wrapLength(b); }
+unsigned int PlainData::getWrapLength(Buffer* b) {
+    return bytes.wrapLength(b);
+}
 
-void PlainData::wrapASN1(Buffer* b) { bytes.write(b); }
+void PlainData::wrapASN1(Buffer* b) {
+    bytes.write(b);
+}
 
-unsigned char PlainData::unwrapASN1(Buffer* b) { return bytes.read(b, false); }
+unsigned char PlainData::unwrapASN1(Buffer* b) {
+    return bytes.read(b, false);
+}
 
-unsigned char PlainData::_unwrapASN1(Buffer* b) { return bytes.read(b, true); }
+unsigned char PlainData::_unwrapASN1(Buffer* b) {
+    return bytes.read(b, true);
+}

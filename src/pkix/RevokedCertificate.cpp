@@ -16,7 +16,8 @@ RevokedCertificate* RevokedCertificate::clone() const {
     RevokedCertificate* copy = new RevokedCertificate();
     copy->userCertificate = userCertificate;
     copy->revocationDate = revocationDate != nullptr ? revocationDate->clone() : nullptr;
-    copy->crlEntryExtensions = crlEntryExtensions != nullptr ? crlEntryExtensions->clone() : nullptr;
+    copy->crlEntryExtensions =
+        crlEntryExtensions != nullptr ? crlEntryExtensions->clone() : nullptr;
     return copy;
 }
 

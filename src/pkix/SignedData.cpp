@@ -41,7 +41,8 @@ unsigned char SignedData::readHead(Buffer* b, unsigned char* definite) {
 }
 
 unsigned int SignedData::headLength(Buffer* b) {
-    return b->lenASN1(version) + (digestAlgorithms != nullptr ? digestAlgorithms->getWrapLength(b) : 0);
+    return b->lenASN1(version) +
+           (digestAlgorithms != nullptr ? digestAlgorithms->getWrapLength(b) : 0);
 }
 
 void SignedData::writeHead(Buffer* b) {

@@ -60,29 +60,45 @@ SignerInfo* SignerInfo::clone() const {
     return copy;
 }
 
-SignerIdentifier* SignerInfo::getSid() const { return cloneOf(sid); }
-void SignerInfo::setSid(const SignerIdentifier* value) { replaceWithCopy(sid, value); }
-AlgorithmIdentifier* SignerInfo::getDigestAlgorithm() const { return cloneOf(digestAlgorithm); }
+SignerIdentifier* SignerInfo::getSid() const {
+    return cloneOf(sid);
+}
+void SignerInfo::setSid(const SignerIdentifier* value) {
+    replaceWithCopy(sid, value);
+}
+AlgorithmIdentifier* SignerInfo::getDigestAlgorithm() const {
+    return cloneOf(digestAlgorithm);
+}
 void SignerInfo::setDigestAlgorithm(const AlgorithmIdentifier* a) {
     replaceWithCopy(digestAlgorithm, a);
 }
-AttributeSet* SignerInfo::getSignedAttrs() const { return cloneOf(signedAttrs); }
-void SignerInfo::setSignedAttrs(const AttributeSet* set) { replaceWithCopy(signedAttrs, set); }
+AttributeSet* SignerInfo::getSignedAttrs() const {
+    return cloneOf(signedAttrs);
+}
+void SignerInfo::setSignedAttrs(const AttributeSet* set) {
+    replaceWithCopy(signedAttrs, set);
+}
 AlgorithmIdentifier* SignerInfo::getSignatureAlgorithm() const {
     return cloneOf(signatureAlgorithm);
 }
 void SignerInfo::setSignatureAlgorithm(const AlgorithmIdentifier* a) {
     replaceWithCopy(signatureAlgorithm, a);
 }
-unsigned char* SignerInfo::getSignature() const { return pkix::copyBytes(signature, signatureLen); }
+unsigned char* SignerInfo::getSignature() const {
+    return pkix::copyBytes(signature, signatureLen);
+}
 void SignerInfo::setSignature(const unsigned char* value, unsigned int length) {
     unsigned char* copy = pkix::copyBytes(value, length);
     delete[] signature;
     signature = copy;
     signatureLen = value != nullptr ? length : 0;
 }
-AttributeSet* SignerInfo::getUnsignedAttrs() const { return cloneOf(unsignedAttrs); }
-void SignerInfo::setUnsignedAttrs(const AttributeSet* set) { replaceWithCopy(unsignedAttrs, set); }
+AttributeSet* SignerInfo::getUnsignedAttrs() const {
+    return cloneOf(unsignedAttrs);
+}
+void SignerInfo::setUnsignedAttrs(const AttributeSet* set) {
+    replaceWithCopy(unsignedAttrs, set);
+}
 
 unsigned int SignerInfo::contentLength(Buffer* b) {
     unsigned int sum = b->lenASN1(version);

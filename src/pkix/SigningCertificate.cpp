@@ -1,7 +1,7 @@
 #include "pkix/SigningCertificate.h"
-#include "pkix/CopySteps.h"
 
 #include "asn1/Buffer.h"
+#include "pkix/CopySteps.h"
 #include "pkix/ESSCertID.h"
 #include "pkix/PolicyInformation.h"
 #include "pkix/ReadSteps.h"
@@ -57,15 +57,27 @@ SigningCertificate* SigningCertificate::clone() const {
     copy->policies = cloneOf(policies);
     return copy;
 }
-ESSCertIDList* SigningCertificate::getCerts() const { return cloneOf(certs); }
-void SigningCertificate::setCerts(const ESSCertIDList* list) { replace(certs, list); }
-PolicyInformation* SigningCertificate::getPolicies() const { return cloneOf(policies); }
-void SigningCertificate::setPolicies(const PolicyInformation* p) { replace(policies, p); }
-unsigned int SigningCertificate::contentLength(Buffer* b) { return partsLength(b, certs, policies); }
+ESSCertIDList* SigningCertificate::getCerts() const {
+    return cloneOf(certs);
+}
+void SigningCertificate::setCerts(const ESSCertIDList* list) {
+    replace(certs, list);
+}
+PolicyInformation* SigningCertificate::getPolicies() const {
+    return cloneOf(policies);
+}
+void SigningCertificate::setPolicies(const PolicyInformation* p) {
+    replace(policies, p);
+}
+unsigned int SigningCertificate::contentLength(Buffer* b) {
+    return partsLength(b, certs, policies);
+}
 unsigned int SigningCertificate::getWrapLength(Buffer* b) {
     return b->lenASN1Sequence(contentLength(b));
 }
-void SigningCertificate::wrapASN1(Buffer* b) { writeParts(b, certs, policies); }
+void SigningCertificate::wrapASN1(Buffer* b) {
+    writeParts(b, certs, policies);
+}
 unsigned char SigningCertificate::unwrapASN1(Buffer* b) {
     return readSigningCertificate(b, certs, policies);
 }
@@ -81,17 +93,27 @@ SigningCertificateV2* SigningCertificateV2::clone() const {
     copy->policies = cloneOf(policies);
     return copy;
 }
-ESSCertIDV2List* SigningCertificateV2::getCerts() const { return cloneOf(certs); }
-void SigningCertificateV2::setCerts(const ESSCertIDV2List* list) { replace(certs, list); }
-PolicyInformationList* SigningCertificateV2::getPolicies() const { return cloneOf(policies); }
-void SigningCertificateV2::setPolicies(const PolicyInformationList* p) { replace(policies, p); }
+ESSCertIDV2List* SigningCertificateV2::getCerts() const {
+    return cloneOf(certs);
+}
+void SigningCertificateV2::setCerts(const ESSCertIDV2List* list) {
+    replace(certs, list);
+}
+PolicyInformationList* SigningCertificateV2::getPolicies() const {
+    return cloneOf(policies);
+}
+void SigningCertificateV2::setPolicies(const PolicyInformationList* p) {
+    replace(policies, p);
+}
 unsigned int SigningCertificateV2::contentLength(Buffer* b) {
     return partsLength(b, certs, policies);
 }
 unsigned int SigningCertificateV2::getWrapLength(Buffer* b) {
     return b->lenASN1Sequence(contentLength(b));
 }
-void SigningCertificateV2::wrapASN1(Buffer* b) { writeParts(b, certs, policies); }
+void SigningCertificateV2::wrapASN1(Buffer* b) {
+    writeParts(b, certs, policies);
+}
 unsigned char SigningCertificateV2::unwrapASN1(Buffer* b) {
     return readSigningCertificate(b, certs, policies);
 }

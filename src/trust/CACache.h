@@ -188,8 +188,8 @@ public:
     // stamp of it (or null) into *timeStamp; 0 when nothing could be fetched. The network
     // transports plug in here, and so do tests that serve CRLs from files. With none set,
     // nothing is fetched, so a CRL the cache lacks cannot be had.
-    using CRLFetcher = std::function<unsigned char(const char* uri, Buffer* der,
-                                                   X500Time** timeStamp)>;
+    using CRLFetcher =
+        std::function<unsigned char(const char* uri, Buffer* der, X500Time** timeStamp)>;
     // The server's time stamp of a CRL without the CRL; null when unknown.
     using CRLStamper = std::function<X500Time*(const char* uri)>;
     static void setCRLTransport(CRLFetcher fetcher, CRLStamper stamper);

@@ -80,7 +80,8 @@ void CACache::considerRow(int row, int caRow, int* best) {
     if (entry.crl == nullptr) return;
     if (sameIssuer) {
         Text subject(getRowSubject(caRow));
-        if (subject == nullptr || entry.issuer == nullptr || strcmp(entry.issuer, subject.get()) != 0) {
+        if (subject == nullptr || entry.issuer == nullptr ||
+            strcmp(entry.issuer, subject.get()) != 0) {
             return;
         }
     }
@@ -158,10 +159,10 @@ unsigned char CACache::searchCRL(const DistributionPointName* name, int caRow, c
     entry.semaphore->wait();
     thisUpdate = entry.thisUpdate != nullptr ? entry.thisUpdate->clone() : nullptr;
     nextUpdate = entry.nextUpdate != nullptr ? entry.nextUpdate->clone() : nullptr;
-    expiredCertsOnCRL = entry.expiredCertsOnCRL != nullptr &&
-                                entry.expiredCertsOnCRL->getClockValue() != 0
-                            ? entry.expiredCertsOnCRL->clone()
-                            : nullptr;
+    expiredCertsOnCRL =
+        entry.expiredCertsOnCRL != nullptr && entry.expiredCertsOnCRL->getClockValue() != 0
+            ? entry.expiredCertsOnCRL->clone()
+            : nullptr;
     std::unique_ptr<CertificateListInfo> info(parseStoredCRL(entry.crl, entry.crlLength));
     entry.semaphore->post();
 
@@ -225,8 +226,9 @@ unsigned char CACache::isCRLOk(CertificateList* crl, const CertificateListInfo* 
         trust::findExtension(info->_getCrlExtensions(), kAuthorityKeyIdentifier));
     *caRow = getCACerts(info->_getIssuer());
     if (*caRow < 0) return 0;
-    *caIndex = getCAIndex(*caRow, aki.get(),
-                          [this, crl](KeyInfo* key) { return crl->checkSignature(cryptoDevice, key); });
+    *caIndex = getCAIndex(*caRow, aki.get(), [this, crl](KeyInfo* key) {
+        return crl->checkSignature(cryptoDevice, key);
+    });
     if (*caIndex < 0) return 0;
     Text issuerText(shortText(info->_getIssuer()));
     std::unique_ptr<Certificate> ca(getCACert(*caRow, *caIndex));

@@ -140,13 +140,12 @@ unsigned char CACache::retrieveCRL(const DistributionPointName* name, int /*caRo
             std::unique_ptr<CertificateListInfo> info(parseStoredCRL(entry.crl, entry.crlLength));
             std::unique_ptr<IssuingDistPointSyntax> idp =
                 *entry.nextUpdate <= *now && info != nullptr
-                    ? trust::decodeExtension<IssuingDistPointSyntax>(
-                          trust::findExtension(info->_getCrlExtensions(), kIssuingDistributionPoint))
+                    ? trust::decodeExtension<IssuingDistPointSyntax>(trust::findExtension(
+                          info->_getCrlExtensions(), kIssuingDistributionPoint))
                     : nullptr;
-            const GeneralNameList* next =
-                idp != nullptr && idp->_getDistributionPoint() != nullptr
-                    ? idp->_getDistributionPoint()->_getFullName()
-                    : nullptr;
+            const GeneralNameList* next = idp != nullptr && idp->_getDistributionPoint() != nullptr
+                                              ? idp->_getDistributionPoint()->_getFullName()
+                                              : nullptr;
             for (int j = 0; next != nullptr && j < next->getCount(); ++j) {
                 Text other(getURI(next->_getElement(j)));
                 if (other != nullptr) doRetrieveCRL(other.get(), row);

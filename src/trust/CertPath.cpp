@@ -173,7 +173,8 @@ bool CertVerifier::checkCARevocation(const Certificate* certificate, int row,
                                      const char* issuerText, const DistributionPointList* points,
                                      const AuthorityInfoAccessSyntax* aia) {
     bool exempt = false;
-    for (const char* name : kCRLExemptIssuers) exempt = exempt || strstr(issuerText, name) != nullptr;
+    for (const char* name : kCRLExemptIssuers)
+        exempt = exempt || strstr(issuerText, name) != nullptr;
     if (exempt && points != nullptr) {
         points = nullptr;
         if (log != nullptr) log->print(5, 4722, "Controllo CRL CA saltato");

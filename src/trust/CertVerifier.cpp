@@ -234,7 +234,8 @@ unsigned char CertVerifier::verify(const Certificate* certificate, const Name* i
             number.fromString(serial, 16);
             for (int i = 0; i < aia->getCount() && !settled; ++i) {
                 const AccessDescription* d = aia->_getElement(i);
-                if (d->_getAccessMethod() == nullptr || !d->_getAccessMethod()->isEqual(kOCSPMethod)) {
+                if (d->_getAccessMethod() == nullptr ||
+                    !d->_getAccessMethod()->isEqual(kOCSPMethod)) {
                     continue;
                 }
                 Text uri(CACache::getURI(d->_getAccessLocation()));

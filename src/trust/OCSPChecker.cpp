@@ -58,7 +58,15 @@ bool OCSPChecker::check(const char* uri, const Certificate*, const BigInteger&) 
     return false;
 }
 
-X500Time* OCSPChecker::getThisUpdate() const { return copyOf(thisUpdate); }
-X500Time* OCSPChecker::getNextUpdate() const { return copyOf(nextUpdate); }
-X500Time* OCSPChecker::getRevocationDate() const { return copyOf(revocationDate); }
-X500Time* OCSPChecker::getInvalidSince() const { return copyOf(invalidSince); }
+X500Time* OCSPChecker::getThisUpdate() const {
+    return copyOf(thisUpdate);
+}
+X500Time* OCSPChecker::getNextUpdate() const {
+    return copyOf(nextUpdate);
+}
+X500Time* OCSPChecker::getRevocationDate() const {
+    return copyOf(revocationDate);
+}
+X500Time* OCSPChecker::getInvalidSince() const {
+    return copyOf(invalidSince);
+}

@@ -108,8 +108,8 @@ void DocVerifier::getQualifiedStatements(const QCStatements* statements) {
             if (!alphabetic.empty()) {
                 snprintf(text, sizeof text, "%s %d", alphabetic.c_str(), static_cast<int>(value));
             } else {
-                snprintf(text, sizeof text, "%d %d", currency != nullptr ? currency->getNumeric() : 0,
-                         static_cast<int>(value));
+                snprintf(text, sizeof text, "%d %d",
+                         currency != nullptr ? currency->getNumeric() : 0, static_cast<int>(value));
             }
             block->insertTag("qcLimitValue", text);
         } else if (id == "0.4.0.1862.1.3") {

@@ -39,13 +39,14 @@ unsigned char DocVerifier::checkCert(const infoEntry& info, unsigned char checkC
     certVerifier->setCheckCACRL(checkCACRL);
     certVerifier->setUseOCSP(useOCSP);
     certVerifier->setCheckCertificateValidity(checkCertificateValidity);
-    unsigned char verified = certVerifier->verify(
-        info.certificate, info.issuer, info.serial, info.validity, info.authorityKeyId,
-        info.authorityInfoAccess, info.distributionPoints, info.keyUsage, usageBits,
-        info.extKeyUsage, extKeyUsageOid);
+    unsigned char verified =
+        certVerifier->verify(info.certificate, info.issuer, info.serial, info.validity,
+                             info.authorityKeyId, info.authorityInfoAccess, info.distributionPoints,
+                             info.keyUsage, usageBits, info.extKeyUsage, extKeyUsageOid);
     unsigned long code = certVerifier->getErrCode();
     if (!verified) {
-        if (log && code != NoError) log->print(3, static_cast<unsigned int>(code), "%s", Messages::getText(code));
+        if (log && code != NoError)
+            log->print(3, static_cast<unsigned int>(code), "%s", Messages::getText(code));
         if (xmlOut != nullptr) {
             xmlOut->insertTag("errorMessage",
                               code != NoError ? Messages::getText(code) : Messages::getText(5126));
@@ -71,8 +72,9 @@ unsigned char DocVerifier::checkCert(const infoEntry& info, unsigned char checkC
     std::unique_ptr<X500Time> revoked(certVerifier->getRevocationDate());
     if (revoked) {
         const char* element = code == 5161 ? (ocsp ? "ocspHoldDate" : "crlHoldDate")
-                              : code == NoError ? "caCertRevoked"
-                                                : (ocsp ? "ocspRevocationDate" : "crlRevocationDate");
+                              : code == NoError
+                                  ? "caCertRevoked"
+                                  : (ocsp ? "ocspRevocationDate" : "crlRevocationDate");
         insertTime(xmlOut, element, revoked.get());
     }
     std::unique_ptr<X500Time> invalid(certVerifier->getInvalidSince());

@@ -69,7 +69,8 @@ unsigned char DocVerifier::verifyCMS(CMSSignedData* signedData) {
         // Here the embedded content wins over a detached document.
         ok = calculateDigests(signedData, encap->_getEContent(), encap->getEContentLen());
     } else if (detachedBuffer->getWritePos() > 0) {
-        ok = calculateDigests(signedData, detachedBuffer->_getData(), detachedBuffer->getWritePos());
+        ok =
+            calculateDigests(signedData, detachedBuffer->_getData(), detachedBuffer->getWritePos());
     } else {
         fail(kErrNoContent);
         return 0;
@@ -196,6 +197,7 @@ unsigned char DocVerifier::walkEnvelopes(ContentInfo* outer, const char* content
             log->print(6, 5203, "%s", Messages::getText(5203));
         }
     }
-    if (content != nullptr && *content != 0 && data != nullptr) savePlainData(content, data, length);
+    if (content != nullptr && *content != 0 && data != nullptr)
+        savePlainData(content, data, length);
     return 255;
 }

@@ -88,9 +88,12 @@ void DocVerifier::describeSigner(const infoEntry& info) {
     getQualifiedStatements(info.qcStatementsExt);
     const X500Time* notBefore = info.validity != nullptr ? info.validity->_getNotBefore() : nullptr;
     const X500Time* notAfter = info.validity != nullptr ? info.validity->_getNotAfter() : nullptr;
-    xmlOut->insertTag("certNotBefore", notBefore != nullptr ? owned(notBefore->getValue()).c_str() : "");
-    xmlOut->insertTag("certNotAfter", notAfter != nullptr ? owned(notAfter->getValue()).c_str() : "");
-    if (info.certificate != nullptr) xmlOut->insertTag("certificate", pemOf(info.certificate).c_str());
+    xmlOut->insertTag("certNotBefore",
+                      notBefore != nullptr ? owned(notBefore->getValue()).c_str() : "");
+    xmlOut->insertTag("certNotAfter",
+                      notAfter != nullptr ? owned(notAfter->getValue()).c_str() : "");
+    if (info.certificate != nullptr)
+        xmlOut->insertTag("certificate", pemOf(info.certificate).c_str());
 }
 
 void DocVerifier::addVerificationTime() {
@@ -144,10 +147,10 @@ unsigned char DocVerifier::readSignedAttributes(const SignerParts& signer, unsig
             if (first == nullptr) continue;
             viewBuffer.useByteArray(const_cast<unsigned char*>(first->_getValue()),
                                     first->getValueLen());
-            delete[] *digest;
+            delete[] * digest;
             *digest = nullptr;
             if (!viewBuffer.readASN1(digest, digestLength)) {
-                delete[] *digest;
+                delete[] * digest;
                 *digest = nullptr;
             }
             viewBuffer.useByteArray(nullptr, 0);
@@ -195,7 +198,8 @@ unsigned char DocVerifier::readSignedAttributes(const SignerParts& signer, unsig
                 errCode = 5212;
                 result = 0;
             } else if (xmlOut != nullptr) {
-                xmlOut->insertTag("signingCertificateV2", owned((*essV2)->getHashAlgorithmName()).c_str());
+                xmlOut->insertTag("signingCertificateV2",
+                                  owned((*essV2)->getHashAlgorithmName()).c_str());
             }
         }
     }

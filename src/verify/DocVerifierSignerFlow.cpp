@@ -50,10 +50,9 @@ std::string owned(char* text) {
 }
 
 std::string shortName(const Name* name) {
-    return name != nullptr
-               ? owned(name->getPrintableShortString(kNameLabelOIDs, kNameShortLabels,
-                                                     kNameLabelCount))
-               : std::string();
+    return name != nullptr ? owned(name->getPrintableShortString(kNameLabelOIDs, kNameShortLabels,
+                                                                 kNameLabelCount))
+                           : std::string();
 }
 
 // Frees a record copy on every way out.
@@ -96,8 +95,8 @@ DocVerifier::SignerParts signerPartsOf(const SignerInfo* s) {
 unsigned char DocVerifier::checkSignature(const DigestInfo* digest, const SignerParts& signer,
                                           const Certificate* certificate) {
     if (cryptoDevice == nullptr || digest == nullptr || certificate == nullptr ||
-        certificate->_getCertInfo() == nullptr ||
-        signer.signatureAlgorithm == nullptr || signer.signature == nullptr) {
+        certificate->_getCertInfo() == nullptr || signer.signatureAlgorithm == nullptr ||
+        signer.signature == nullptr) {
         return 0;
     }
     AlgorithmIdentifier* algorithm = const_cast<AlgorithmIdentifier*>(signer.signatureAlgorithm);
@@ -261,7 +260,8 @@ unsigned char DocVerifier::verifySigner(const SignerParts& s, const ParentSignat
                 close();
                 return 0;
             }
-            if (log) log->print(3, "Verifica delle marche temporali non disponibile in questa versione");
+            if (log)
+                log->print(3, "Verifica delle marche temporali non disponibile in questa versione");
             fail(5167);
             timeStampOk = false;
             close();
@@ -302,9 +302,10 @@ unsigned char DocVerifier::verifySigner(const SignerParts& s, const ParentSignat
         return 0;
     }
     unsigned long certCode = certVerifier ? certVerifier->getErrCode() : NoError;
-    std::unique_ptr<X500Time> revocationDate(certVerifier ? certVerifier->getRevocationDate() : nullptr);
+    std::unique_ptr<X500Time> revocationDate(certVerifier ? certVerifier->getRevocationDate()
+                                                          : nullptr);
     std::unique_ptr<X500Time> expiredCertsOnCRL(certVerifier ? certVerifier->getExpiredCertsOnCRL()
-                                                              : nullptr);
+                                                             : nullptr);
 
     // The digest that was signed.
     std::unique_ptr<DigestInfo> digest;
@@ -347,10 +348,12 @@ unsigned char DocVerifier::verifySigner(const SignerParts& s, const ParentSignat
             if (lastTimeStampTime) {
                 refTime.reset(lastTimeStampTime->clone());
             } else {
-                refTime.reset(verificationTime ? verificationTime->clone() : SystemClock::getUTCTime());
+                refTime.reset(verificationTime ? verificationTime->clone()
+                                               : SystemClock::getUTCTime());
                 xmlOut->insertTag("verificationTime", owned(refTime->getValue()).c_str());
             }
-            long expiredFrom = expiredCertsOnCRL ? expiredCertsOnCRL->getClockValue() : kCRLAmnestyDate;
+            long expiredFrom =
+                expiredCertsOnCRL ? expiredCertsOnCRL->getClockValue() : kCRLAmnestyDate;
             if (notBefore != nullptr && *notBefore > *refTime) {
                 xmlOut->insertTag("errorMessage", "Certificato del Firmatario non ancora valido");
                 xmlOut->insertTag("status", "KO");

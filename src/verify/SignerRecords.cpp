@@ -208,9 +208,9 @@ void calculateDigests(digestTableEntry* table, CryptoDevice* device,
     bool hasSHA256 = false;
     auto add = [&](const char* dotted) {
         table[filled].algorithmOid = pkix::copyText(dotted);
-        table[filled].digest =
-            device != nullptr && device->setDigestAlgorithm(dotted) ? device->digest(data, length)
-                                                                    : nullptr;
+        table[filled].digest = device != nullptr && device->setDigestAlgorithm(dotted)
+                                   ? device->digest(data, length)
+                                   : nullptr;
         ++filled;
     };
     // One slot is kept for SHA-256, which the signed-attribute check always needs.

@@ -29,27 +29,27 @@ class Validity;
 
 // One certificate of the envelope. Every pointer is owned by the record.
 struct infoEntry {
-    char* serial;                          // hexadecimal, by the shared serial rule
-    Name* issuer;                          // normalised to UTF-8
-    Name* subject;                         // normalised to UTF-8
-    unsigned char* keyUsage;               // 2.5.29.15: the first byte of the bit string
-    unsigned char* subjectKeyId;           // 2.5.29.14
+    char* serial;                 // hexadecimal, by the shared serial rule
+    Name* issuer;                 // normalised to UTF-8
+    Name* subject;                // normalised to UTF-8
+    unsigned char* keyUsage;      // 2.5.29.15: the first byte of the bit string
+    unsigned char* subjectKeyId;  // 2.5.29.14
     unsigned int subjectKeyIdLen;
     Validity* validity;
-    GeneralNameList* issuerAltName;        // 2.5.29.18
-    AuthorityKeyIdentifier* authorityKeyId;// 2.5.29.35
+    GeneralNameList* issuerAltName;                  // 2.5.29.18
+    AuthorityKeyIdentifier* authorityKeyId;          // 2.5.29.35
     DistributionPointList* distributionPoints;       // 2.5.29.31
     AuthorityInfoAccessSyntax* authorityInfoAccess;  // 1.3.6.1.5.5.7.1.1
-    PolicyInformationList* policies;       // 2.5.29.32
-    QCStatements* qcStatementsExt;         // 1.3.6.1.5.5.7.1.3
-    AttributeList* directoryAttrs;         // 2.5.29.9
-    OIDList* extKeyUsage;                  // 2.5.29.37 (CMS table only)
+    PolicyInformationList* policies;                 // 2.5.29.32
+    QCStatements* qcStatementsExt;                   // 1.3.6.1.5.5.7.1.3
+    AttributeList* directoryAttrs;                   // 2.5.29.9
+    OIDList* extKeyUsage;                            // 2.5.29.37 (CMS table only)
     Certificate* certificate;
 };
 
 struct digestTableEntry {
-    char* algorithmOid;   // dotted OID, owned
-    DigestInfo* digest;   // owned; null when the device lacks the algorithm
+    char* algorithmOid;  // dotted OID, owned
+    DigestInfo* digest;  // owned; null when the device lacks the algorithm
 };
 
 namespace records {
@@ -72,8 +72,7 @@ int searchInfo(const infoEntry* table, const unsigned char* keyId, unsigned int 
 // Fills a cleaned record from a certificate, reading each extension through view. With
 // withExtKeyUsage 0 the extended key usage is not read (the PKCS#7 table never holds it).
 // False when the certificate is not proper BER (it is recorded all the same).
-bool fillInfo(infoEntry* entry, const Certificate* certificate, bool withExtKeyUsage,
-              Buffer* view);
+bool fillInfo(infoEntry* entry, const Certificate* certificate, bool withExtKeyUsage, Buffer* view);
 
 void cleanDigests(digestTableEntry* table);
 // Digests data once for each algorithm of the set, in order, and once more with SHA-256 when

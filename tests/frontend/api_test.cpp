@@ -11,12 +11,12 @@
 #include <memory>
 #include <string>
 
+#include "frontend/Fakes.h"
 #include "frontend/Globals.h"
 #include "frontend/Messages.h"
 #include "frontend/Sigilo.h"
 #include "net/Logger.h"
 #include "support/VecFile.h"
-#include "frontend/Fakes.h"
 #include "verify/DocVerifier.h"
 
 namespace {
@@ -100,8 +100,8 @@ TEST_F(Api, SixArgumentInitSetsTheCRLChecksAndTheLogLevel) {
 TEST_F(Api, ReportRootInBothLayouts) {
     std::string missing = dir + "/missing.p7m";
     EXPECT_FALSE(verifyDocuments(missing.c_str(), nullptr, false));
-    EXPECT_EQ(printed(), std::string("<?xml version=\"1.0\"?>\n") + kDefaultRoot + "\n" +
-                             kNotices + unreadable(missing) + "</sigilo>\n\n");
+    EXPECT_EQ(printed(), std::string("<?xml version=\"1.0\"?>\n") + kDefaultRoot + "\n" + kNotices +
+                             unreadable(missing) + "</sigilo>\n\n");
 
     setFlatOutput(0);
     EXPECT_FALSE(verifyDocuments(missing.c_str(), nullptr, false));
@@ -145,13 +145,12 @@ TEST_F(Api, RootAttributesFollowEverySwitch) {
         EXPECT_NE(printed().find(c.attributes), std::string::npos) << c.attributes;
     }
     // No downloadCRL: a mode without text, every CRL check off, or server mode.
-    for (auto set : std::vector<std::function<void()>>{
-             [] { init(nullptr, nullptr, 0); },
-             [] {
-                 setCheckCRL(false);
-                 setCheckCRLTS(false);
-                 setCheckCACRL(false);
-             }}) {
+    for (auto set : std::vector<std::function<void()>>{[] { init(nullptr, nullptr, 0); },
+                                                       [] {
+                                                           setCheckCRL(false);
+                                                           setCheckCRLTS(false);
+                                                           setCheckCACRL(false);
+                                                       }}) {
         init(nullptr, nullptr, 2);
         set();
         setOutput(reportPath.c_str());
@@ -205,15 +204,15 @@ TEST_F(Api, TrustFilesAreLoadedOnFirstUseAndRetriedAfterAFailure) {
 TEST_F(Api, PrintResultsSavesAModifiedCRLCacheEvenWithoutReport) {
     engines.store->modified = 255;
     EXPECT_FALSE(printResults());
-    EXPECT_EQ(engines.calls.joined(), "saveCRL:" + std::string(sigilo::crlCacheName) +
-                                          " clearModified");
+    EXPECT_EQ(engines.calls.joined(),
+              "saveCRL:" + std::string(sigilo::crlCacheName) + " clearModified");
     // A failed save is cleared all the same; modes 3 and 4 never save.
     engines.calls.calls.clear();
     engines.store->modified = 255;
     engines.store->saveCRL = 0;
     printResults();
-    EXPECT_EQ(engines.calls.joined(), "saveCRL:" + std::string(sigilo::crlCacheName) +
-                                          " clearModified");
+    EXPECT_EQ(engines.calls.joined(),
+              "saveCRL:" + std::string(sigilo::crlCacheName) + " clearModified");
     init(dir.c_str(), nullptr, 3);
     engines.calls.calls.clear();
     engines.store->modified = 255;

@@ -32,11 +32,11 @@ protected:
     }
     // Runs the tool in the test's directory, so that the trust files it looks for are there.
     Outcome sigilo(const std::string& arguments) {
-        std::string command = "cd '" + dir + "' && " + SIGILO_BINARY_DIR + "/sigilo " +
-                              arguments + " >out.txt 2>err.txt";
+        std::string command = "cd '" + dir + "' && " + SIGILO_BINARY_DIR + "/sigilo " + arguments +
+                              " >out.txt 2>err.txt";
         int raw = system(command.c_str());
         return Outcome{WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, fileBytes(dir + "/out.txt"),
-                   fileBytes(dir + "/err.txt")};
+                       fileBytes(dir + "/err.txt")};
     }
     std::string dir;
 };
@@ -81,8 +81,9 @@ TEST_F(Tool, ReportInAFileAndIndented) {
 }
 
 TEST_F(Tool, RootAttributesStateTheSwitches) {
-    Outcome r = sigilo("--no-crl --no-ts-crl --skip-validity --check-signing-cert-attr "
-                   "--no-august2010 --july2011 1 --nested 2 -d 4 missing.p7m");
+    Outcome r = sigilo(
+        "--no-crl --no-ts-crl --skip-validity --check-signing-cert-attr "
+        "--no-august2010 --july2011 1 --nested 2 -d 4 missing.p7m");
     EXPECT_NE(r.out.find("controlloCACRL=\"abilitato\" controlloCRLPKCS7=\"disabilitato\" "
                          "controlloCRLTS=\"disabilitato\" controlloValidita=\"disabilitato\" "
                          "controlloSigningCertificateAttr=\"abilitato\" "
@@ -103,7 +104,8 @@ TEST_F(Tool, AnEnvelopeWithAnUntrustedSignerIsKO) {
     std::string p7m = testData("verify/doc_der.p7m");
     Outcome r = sigilo(p7m);
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.out.find("<signedData filename=\"" + p7m + "\" filetype=\"PKCS7 file\">\n"
+    EXPECT_NE(r.out.find("<signedData filename=\"" + p7m +
+                         "\" filetype=\"PKCS7 file\">\n"
                          "<signer cadesCompliant=\"false\">\n<serial>02</serial>"),
               std::string::npos);
     EXPECT_NE(r.out.find("<status>KO</status>"), std::string::npos);

@@ -16,8 +16,8 @@
 #include "pkix/CertificateChoices.h"
 #include "pkix/CertificateList.h"
 #include "pkix/ContentInfo.h"
-#include "pkix/EncapsulatedContentInfo.h"
 #include "pkix/ESSCertID.h"
+#include "pkix/EncapsulatedContentInfo.h"
 #include "pkix/IssuerAndSerialNumber.h"
 #include "pkix/PKCS7SignerInfo.h"
 #include "pkix/PlainData.h"
@@ -87,31 +87,38 @@ Found describe(ContentInfo& info) {
         if (auto* plain = dynamic_cast<PlainData*>(sd->_getContentInfo()->_getContent())) {
             f.contentSHA256 = sha256Of(plain->_getData(), plain->getLength());
         }
-        f.certificates = std::to_string(sd->_getCertificates() ? sd->_getCertificates()->getCount() : 0);
+        f.certificates =
+            std::to_string(sd->_getCertificates() ? sd->_getCertificates()->getCount() : 0);
         f.crls = std::to_string(sd->_getCrls() ? sd->_getCrls()->getCount() : 0);
         for (int i = 0; i < sd->_getSignerInfos()->getCount(); ++i) {
             const PKCS7SignerInfo* s = sd->_getSignerInfos()->_getElement(i);
-            f.signers.push_back({{"serial", take(s->_getIssuerAndSerialNumber()->printSerialNumber(16))},
-                                 {"key_id", "-"},
-                                 {"signed_attrs", oidsOf(s->_getAuthenticatedAttrs())},
-                                 {"unsigned_attrs", oidsOf(s->_getUnauthenticatedAttrs())},
-                                 {"ess_v2_hash", essV2Hash(s->_getAuthenticatedAttrs())}});
+            f.signers.push_back(
+                {{"serial", take(s->_getIssuerAndSerialNumber()->printSerialNumber(16))},
+                 {"key_id", "-"},
+                 {"signed_attrs", oidsOf(s->_getAuthenticatedAttrs())},
+                 {"unsigned_attrs", oidsOf(s->_getUnauthenticatedAttrs())},
+                 {"ess_v2_hash", essV2Hash(s->_getAuthenticatedAttrs())}});
         }
     } else if (auto* sd = dynamic_cast<CMSSignedData*>(info._getContent())) {
         f.family = "cms";
         f.version = std::to_string(sd->getVersion());
         f.digests = digestsOf(sd->_getDigestAlgorithms());
         const EncapsulatedContentInfo* e = sd->_getEncapContentInfo();
-        if (e->_getEContent() != nullptr) f.contentSHA256 = sha256Of(e->_getEContent(), e->getEContentLen());
-        f.certificates = std::to_string(sd->_getCertificates() ? sd->_getCertificates()->getCount() : 0);
+        if (e->_getEContent() != nullptr)
+            f.contentSHA256 = sha256Of(e->_getEContent(), e->getEContentLen());
+        f.certificates =
+            std::to_string(sd->_getCertificates() ? sd->_getCertificates()->getCount() : 0);
         f.crls = std::to_string(sd->_getCrls() ? sd->_getCrls()->getCount() : 0);
         for (int i = 0; i < sd->_getSignerInfos()->getCount(); ++i) {
             const SignerInfo* s = sd->_getSignerInfos()->_getElement(i);
             const SignerIdentifier* sid = s->_getSid();
             bool bySerial = sid->_getIssuerAndSerialNumber() != nullptr;
             f.signers.push_back(
-                {{"serial", bySerial ? take(sid->_getIssuerAndSerialNumber()->printSerialNumber(16)) : "-"},
-                 {"key_id", bySerial ? "-" : toHex(sid->_getSubjectKeyIdentifier(), sid->getSubjectKeyIdentifierLen())},
+                {{"serial",
+                  bySerial ? take(sid->_getIssuerAndSerialNumber()->printSerialNumber(16)) : "-"},
+                 {"key_id", bySerial ? "-"
+                                     : toHex(sid->_getSubjectKeyIdentifier(),
+                                             sid->getSubjectKeyIdentifierLen())},
                  {"signed_attrs", oidsOf(s->_getSignedAttrs())},
                  {"unsigned_attrs", oidsOf(s->_getUnsignedAttrs())},
                  {"ess_v2_hash", essV2Hash(s->_getSignedAttrs())}});
@@ -136,7 +143,8 @@ void expectFacts(const VecCase& c, ContentInfo& info) {
     ASSERT_EQ(std::to_string(f.signers.size()), c.get("signers"));
     for (size_t i = 0; i < f.signers.size(); ++i) {
         std::string prefix = "signer" + std::to_string(i + 1) + "_";
-        for (const char* key : {"serial", "key_id", "signed_attrs", "unsigned_attrs", "ess_v2_hash"}) {
+        for (const char* key :
+             {"serial", "key_id", "signed_attrs", "unsigned_attrs", "ess_v2_hash"}) {
             std::string expected = c.get(prefix + key);
             if (expected.empty()) expected = "-";
             if (std::string(key) == "serial") expected = evenDigits(expected);

@@ -16,8 +16,8 @@
 #include "pkix/AttributeValue.h"
 #include "pkix/CertificateChoices.h"
 #include "pkix/ContentInfo.h"
-#include "pkix/EncapsulatedContentInfo.h"
 #include "pkix/ESSCertID.h"
+#include "pkix/EncapsulatedContentInfo.h"
 #include "pkix/IssuerAndSerialNumber.h"
 #include "pkix/PKCS7SignerInfo.h"
 #include "pkix/PlainData.h"
@@ -211,9 +211,8 @@ TEST(CMSEnvelopes, NoCopyReaderLeavesTheContentInTheBuffer) {
     ContentInfo owned;
     Bytes der(file._getData(), file._getData() + file.getWritePos());
     ASSERT_EQ(readEnvelope(der, &owned), 1);
-    EXPECT_FALSE(dynamic_cast<CMSSignedData*>(owned._getContent())
-                     ->_getEncapContentInfo()
-                     ->isBorrowed());
+    EXPECT_FALSE(
+        dynamic_cast<CMSSignedData*>(owned._getContent())->_getEncapContentInfo()->isBorrowed());
 }
 
 TEST(ESSCertID, V2WithoutAlgorithmMeansSHA256) {

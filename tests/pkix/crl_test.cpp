@@ -1,8 +1,6 @@
 // CRLs made by `openssl ca -gencrl`, python cryptography and asn1crypto (crl.vec, made by
 // tests/data/crl/gen_crl_data.py): the fields against asn1crypto's reading, the DER round trip,
 // the digest-while-reading signature check through the token, and the two CMS carriers.
-#include "pkix/CertificateList.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -16,6 +14,7 @@
 #include "crypto/CryptoKi.h"
 #include "pkix/Certificate.h"
 #include "pkix/CertificateInfo.h"
+#include "pkix/CertificateList.h"
 #include "pkix/CertificateListInfo.h"
 #include "pkix/Extension.h"
 #include "pkix/KeyInfo.h"

@@ -36,8 +36,8 @@ std::unique_ptr<AuthorityKeyIdentifier> akiOf(const Certificate& certificate) {
 
 TEST_F(CAList, RowsAreKeyedBySubjectAndURI) {
     startLog();
-    for (const char* name : {"root", "ca_san", "root_renewed", "ca_san_other", "ca_san_nouri",
-                             "ca_ian", "inter"}) {
+    for (const char* name :
+         {"root", "ca_san", "root_renewed", "ca_san_other", "ca_san_nouri", "ca_ian", "inter"}) {
         EXPECT_EQ(cache->addCACert(trustData(pkiCase(name).get("file")).c_str()), 255) << name;
     }
     // A renewed key joins its subject's row; a URI that differs makes a row of its own, and a

@@ -17,9 +17,7 @@ namespace {
 
 class TrustFiles : public TrustTest {
 protected:
-    int rowOf(const std::string& name) {
-        return cache->getCACerts(nameOf(subjectOf(name)).get());
-    }
+    int rowOf(const std::string& name) { return cache->getCACerts(nameOf(subjectOf(name)).get()); }
 };
 
 TEST_F(TrustFiles, TrustListTakesTheFirstCertificateOfEveryService) {

@@ -165,7 +165,8 @@ TEST_F(Verifier, DriversWithoutTheirEngineReportNotVerified) {
         verifier.setXMLOutput(&x);
         x.openTag("r");
         EXPECT_FALSE(c.run());
-        EXPECT_EQ(std::string(x.getXML(1)), "<?xml version=\"1.0\"?>\n<r>\n" + c.element + "</r>\n");
+        EXPECT_EQ(std::string(x.getXML(1)),
+                  "<?xml version=\"1.0\"?>\n<r>\n" + c.element + "</r>\n");
         EXPECT_EQ(verifier.getErrCode(), c.code);
     }
     // Without a report the drivers still refuse, and say so only in the result.
@@ -192,7 +193,8 @@ TEST_F(Verifier, WithoutATrustStoreNoSignerIsGood) {
     EXPECT_TRUE(verifier.verifyPKCS7File(p7m.c_str(), nullptr, nullptr));
     xml = again.getXML(1);
     EXPECT_NE(xml.find("<errorMessage>Certificato di CA non trovato</errorMessage>"),
-              std::string::npos) << xml;
+              std::string::npos)
+        << xml;
     EXPECT_EQ(xml.find("<status>OK</status>"), std::string::npos) << xml;
 }
 
