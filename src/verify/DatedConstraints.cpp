@@ -41,3 +41,10 @@ unsigned long DocVerifier::checkJuly2011(const X500Time* notBefore) const {
 unsigned long DocVerifier::checkConformance2011(const X500Time* notBefore) const {
     return datedRule(notBefore, 5228, 5228);
 }
+
+void DocVerifier::_setTimeStampTimes(const X500Time* lastTimeStamp,
+                                     const X500Time* envelopeTimeStamp) {
+    lastTimeStampTime.reset(lastTimeStamp != nullptr ? lastTimeStamp->clone() : nullptr);
+    envelopeTimeStampTime.reset(envelopeTimeStamp != nullptr ? envelopeTimeStamp->clone()
+                                                             : nullptr);
+}

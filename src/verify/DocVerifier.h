@@ -182,6 +182,9 @@ public:
     // The rules tied to dates: 0 when the rule holds, else 5223/5224 or 5228.
     unsigned long checkJuly2011(const X500Time* notBefore) const;
     unsigned long checkConformance2011(const X500Time* notBefore) const;
+    // The times that a signature time stamp and a time stamp of the whole envelope leave for
+    // the dated rules, set directly (copies; null clears). For tests of the rules.
+    void _setTimeStampTimes(const X500Time* lastTimeStamp, const X500Time* envelopeTimeStamp);
     // The certificate description blocks of a signer.
     void getDirectoryAttributes(const AttributeList* attributes);
     void getPolicyList(const PolicyInformationList* policies);

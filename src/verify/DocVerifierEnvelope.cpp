@@ -161,6 +161,12 @@ unsigned char DocVerifier::walkEnvelopes(ContentInfo* outer, const char* content
             if (!head) break;
             probe.fromByteArray(head.get(), n);
             if (!probe.readASN1Sequence(&seqLength) || !probe.readASN1(&type)) break;
+            // The CMS walk has never gone down into a base64 layer: its retry read the work
+            // buffer instead of the decoded bytes, which fails, and the base64 text stays the
+            // content. Reading the work buffer again would be worse (with a PEM file it holds
+            // the outer envelope itself, which would be walked again and again), so the walk
+            // ends here, with the same outcome the CMS files have always had.
+            if (cms) break;
             std::unique_ptr<unsigned char[]> whole(
                 Base64::decode(reinterpret_cast<const char*>(data), length, &n));
             if (!whole) break;
