@@ -147,8 +147,7 @@ void Engine::checkCases(const std::string& vec, size_t atLeast) {
         }
         if (c.has("lacks")) {
             for (const std::string& part : fragments(c.get("lacks"))) {
-                EXPECT_EQ(xml.find(part), std::string::npos) << "unwanted " << part << "\n"
-                                                             << xml;
+                EXPECT_EQ(xml.find(part), std::string::npos) << "unwanted " << part << "\n" << xml;
             }
         }
         EXPECT_EQ(code == 0xFFFFFFFFul ? "FFFFFFFF" : std::to_string(code), c.get("errcode"));
