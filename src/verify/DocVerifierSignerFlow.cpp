@@ -197,7 +197,8 @@ unsigned char DocVerifier::verifySigner(const SignerParts& s, const ParentSignat
             log->print(6, 4617, "Seriale: %s", serialText.c_str());
             log->print(6, 4619, "Issuer:\n%s", shortName(issuer.get()).c_str());
         }
-        if (xmlOut != nullptr) {
+        // A signer named by a key identifier has neither to show.
+        if (xmlOut != nullptr && s.issuerAndSerial != nullptr) {
             xmlOut->insertTag("serial", serialText.c_str());
             xmlOut->openTag("issuer");
             if (issuer) {
@@ -206,6 +207,11 @@ unsigned char DocVerifier::verifySigner(const SignerParts& s, const ParentSignat
             }
             xmlOut->closeTag();
         }
+        // A CMS signer named by a key identifier that no certificate has fails here like any
+        // other: its element is closed once, after its counter-signatures. Closing it first and
+        // then closing once more would end the envelope's element early and leave the file's
+        // closing to the element above it, so the rest of the report would land in the wrong
+        // place.
         return failWith(5125);
     }
     // The record is copied: a time-stamp token below refills the tables.

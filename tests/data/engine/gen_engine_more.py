@@ -304,6 +304,9 @@ def main():
     assembled("no_digest.p7m", good, good_key, ess=(2, ess_v2(good_der, "sha256")),
               message_digest=False)
     first_signature_damaged("two_signers.p7m", "first_bad.p7m")
+    # No certificate in the envelope: the signer's cannot be found, by serial or by key.
+    sign("nocerts.p7m", "good", "-nodetach", "-cades", "-nocerts")
+    sign("nocerts_keyid.p7m", "good", "-nodetach", "-cades", "-nocerts", "-keyid")
     sign("stranger_cms.p7m", "stranger", "-nodetach", "-cades", "-keyid")
     crl_cache()
 
