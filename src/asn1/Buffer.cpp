@@ -11,6 +11,31 @@ namespace {
 // From this size on, an array that a file is read into is mapped with its pages populated.
 constexpr unsigned int kLargeArray = 32u << 20;
 
+// madvise's "populate for writing" (Linux 5.14), under its number where the C library's headers
+// are older than the kernel; an older kernel refuses it and nothing else changes.
+#ifdef MADV_POPULATE_WRITE
+constexpr int kPopulateWrite = MADV_POPULATE_WRITE;
+#else
+constexpr int kPopulateWrite = 23;
+#endif
+
+// An anonymous mapping for a large input, asked for in huge pages and populated at once.
+// In small pages, the first pass over a freshly read file of hundreds of megabytes (the digest
+// of its content) was measured at half the speed of later passes, and the read itself at a
+// sixth of the speed it has in huge pages. Both requests are
+// advice: a kernel without them, or without free huge pages, gives ordinary pages, which the
+// read then faults in.
+void* mapLarge(size_t length) {
+    void* mapped =
+        mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapped == MAP_FAILED) return mapped;
+#ifdef MADV_HUGEPAGE
+    madvise(mapped, length, MADV_HUGEPAGE);
+#endif
+    madvise(mapped, length, kPopulateWrite);
+    return mapped;
+}
+
 }  // namespace
 
 Buffer::Buffer() : data(nullptr), capacity(0), maxSize(0), readPos(0), writePos(0) {}
@@ -59,9 +84,7 @@ void Buffer::discardAndReserve(unsigned int n) {
         // Large inputs would otherwise be cleared and then overwritten, touching every page
         // twice.
         size_t length = static_cast<size_t>(n) + kBufferSlack;
-        void* mapped = n >= kLargeArray ? mmap(nullptr, length, PROT_READ | PROT_WRITE,
-                                               MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0)
-                                        : MAP_FAILED;
+        void* mapped = n >= kLargeArray ? mapLarge(length) : MAP_FAILED;
         unsigned char* fresh =
             mapped != MAP_FAILED ? static_cast<unsigned char*>(mapped) : new unsigned char[length];
         memset(fresh + n, 0, kBufferSlack);
