@@ -309,6 +309,23 @@ def main():
     sign("nocerts_keyid.p7m", "good", "-nodetach", "-cades", "-nocerts", "-keyid")
     sign("stranger_cms.p7m", "stranger", "-nodetach", "-cades", "-keyid")
     crl_cache()
+    old_signer()
+
+
+def old_signer():
+    """A signer whose certificate expired in June 2009, before any CRL kept expired ones."""
+    root, root_key = load("root")
+    k = rsa.generate_private_key(public_exponent=65537, key_size=2048)
+    cert = (x509.CertificateBuilder().subject_name(name("Firmatario Antico"))
+            .issuer_name(root.subject).public_key(k.public_key()).serial_number(0x32)
+            .not_valid_before(datetime.datetime(2008, 1, 1, tzinfo=UTC))
+            .not_valid_after(datetime.datetime(2009, 6, 1, tzinfo=UTC))
+            .add_extension(x509.SubjectKeyIdentifier.from_public_key(k.public_key()), False)
+            .add_extension(x509.KeyUsage(True, True, False, False, False, False, False, False,
+                                         False), True)
+            .sign(root_key, hashes.SHA256()))
+    save("old", cert, k)
+    sign("old.p7m", "old", "-nodetach", "-cades")
 
 
 if __name__ == "__main__":
