@@ -243,3 +243,63 @@ TEST(TimeStampedDataParts, BorrowedContentIsSharedByClones) {
 }
 
 }  // namespace
+
+namespace {
+
+Bytes tlv(unsigned char tag, const Bytes& body) {
+    Bytes out = {tag};
+    size_t n = body.size();
+    if (n < 0x80) {
+        out.push_back(static_cast<unsigned char>(n));
+    } else {
+        Bytes size;
+        for (; n > 0; n >>= 8) size.insert(size.begin(), static_cast<unsigned char>(n));
+        out.push_back(static_cast<unsigned char>(0x80 | size.size()));
+        out.insert(out.end(), size.begin(), size.end());
+    }
+    out.insert(out.end(), body.begin(), body.end());
+    return out;
+}
+
+Bytes cat(std::initializer_list<Bytes> parts) {
+    Bytes out;
+    for (const Bytes& p : parts) out.insert(out.end(), p.begin(), p.end());
+    return out;
+}
+
+// A TimeStampedData envelope whose stamp is a PKCS#7 signed data that holds the next envelope,
+// levels deep, down to an empty data ContentInfo: each level passes through two ContentInfos.
+Bytes nestedEnvelope(int levels) {
+    const Bytes tsdOid = {0x06, 0x0B, 0x2A, 0x86, 0x48, 0x86, 0xF7,
+                          0x0D, 0x01, 0x09, 0x10, 0x01, 0x1F};
+    const Bytes signedOid = {0x06, 0x09, 0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x07, 0x02};
+    const Bytes dataOid = {0x06, 0x09, 0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x07, 0x01};
+    Bytes inner = tlv(0x30, dataOid);
+    for (int i = 0; i < levels; ++i) {
+        Bytes signedData =
+            tlv(0x30, cat({Bytes{0x02, 0x01, 0x01}, tlv(0x31, {}), inner, tlv(0x31, {})}));
+        Bytes token = tlv(0x30, cat({signedOid, tlv(0xA0, signedData)}));
+        Bytes tsd = tlv(0x30, cat({Bytes{0x02, 0x01, 0x01}, tlv(0xA0, tlv(0x30, token))}));
+        inner = tlv(0x30, cat({tsdOid, tlv(0xA0, tsd)}));
+    }
+    return inner;
+}
+
+TEST(TimeStampedDataFiles, NestingThroughTokensIsCapped) {
+    Bytes shallow = nestedEnvelope(3);
+    ContentInfo ok;
+    EXPECT_EQ(ok.unwrapASN1(bufferOf(shallow).get()), 1);
+    // Far past the cap: refused, with no stack exhaustion.
+    Bytes deep = nestedEnvelope(200);
+    ContentInfo refused;
+    EXPECT_EQ(refused.unwrapASN1(bufferOf(deep).get()), 0);
+    TimeStampedData direct;
+    auto b = bufferOf(deep);
+    b->setReadPos(2 + (deep[1] & 0x7F) + 13);  // past the outer header and the type
+    unsigned char tag;
+    unsigned int len;
+    ASSERT_TRUE(b->readASN1Header(&tag, &len));
+    EXPECT_EQ(direct.unwrapASN1(b.get()), 0);
+}
+
+}  // namespace
