@@ -24,6 +24,8 @@ FILES = {
     "content_info": ["verify/*.p7m", "verify/*.p7s", "verify/*.tsd", "envelopes/*.p7m",
                      "envelopes/*.p7s", "envelopes/*.p7b", "cms/*.p7m", "cms/*.p7s",
                      "cms/*.der"],
+    "timestamp": ["timestamp/*.tsr", "timestamp/*.tst", "timestamp/*.tsd", "timestamp/*.tsq",
+                  "timestamp/*.der", "verify/*.tsr", "verify/*.tst", "verify/*.tsd"],
 }
 # Token files are seeded by fuzz/make_token_seeds.sh, which needs the built library.
 # Indefinite forms that no DER vector has.

@@ -133,6 +133,8 @@ unsigned char ContentInfo::read(Buffer* b, bool borrow) {
     unsigned int len;
     unsigned char definite;
     if (!b->readASN1Sequence(&len, &definite)) return 0;
+    // An envelope that claims more bytes than there are is cut off, not complete.
+    if (definite && len > b->getMaxSize() - b->getReadPos()) return 0;
     unsigned int end = definite ? pkix::endOf(b, len) : 0;
     delete contentType;
     delete content;

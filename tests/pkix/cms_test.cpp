@@ -183,6 +183,11 @@ TEST(CMSEnvelopes, OnlyTheContentTypeInBothLengthForms) {
         EXPECT_EQ(info._getContent(), nullptr);
         EXPECT_TRUE(info.isEqual(ContentInfo::kData));
     }
+    // A definite envelope cut right after its content type is cut off, not an envelope with
+    // no content.
+    Bytes whole = fileBytes(testData("verify/doc_cms.p7m"));
+    ContentInfo cut;
+    EXPECT_EQ(readEnvelope(Bytes(whole.begin(), whole.begin() + 4 + 11), &cut), 0);
     // An unknown content type fails in both forms once it has content.
     Bytes unknown = fromHex("3080060a2a864886f70d01070109a0800400000000000000");
     ContentInfo info;
