@@ -2,7 +2,6 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "asn1/Buffer.h"
 #include "asn1/SecureBuffer.h"
@@ -102,18 +101,7 @@ unsigned char Certificate::checkSignature(CryptoDevice* device, KeyInfo* key) {
 }
 
 unsigned char Certificate::checkSignature1(CryptoDevice* device, KeyInfo* key) {
-    if (device == nullptr || certInfo == nullptr || signAlgorithm == nullptr || sign == nullptr) {
-        return 0;
-    }
-    Buffer encoded;
-    encoded.enlarge(certInfo->getWrapLength(&encoded));
-    certInfo->wrapASN1(&encoded);
-    unsigned char* bytes;
-    unsigned long n;
-    encoded.toByteArray(&bytes, &n);
-    std::unique_ptr<unsigned char[]> owned(bytes);
-    device->setSignAlgorithm(signAlgorithm);
-    return device->verify(sign, owned.get(), n, key) ? 255 : 0;
+    return pkix::verifyOverPart(device, certInfo, signAlgorithm, sign, key);
 }
 
 // ---- Reading ----

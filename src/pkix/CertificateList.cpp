@@ -1,8 +1,5 @@
 #include "pkix/CertificateList.h"
 
-#include <memory>
-#include <vector>
-
 #include "asn1/Buffer.h"
 #include "asn1/SecureBuffer.h"
 #include "crypto/AlgorithmIdentifier.h"
@@ -97,18 +94,7 @@ unsigned char CertificateList::checkSignature(CryptoDevice* device, KeyInfo* key
 
 unsigned char CertificateList::checkSignature1(CryptoDevice* device, CertificateListInfo* info,
                                                KeyInfo* key) {
-    if (device == nullptr || info == nullptr || signAlgorithm == nullptr || sign == nullptr) {
-        return 0;
-    }
-    Buffer encoded;
-    encoded.enlarge(info->getWrapLength(&encoded));
-    info->wrapASN1(&encoded);
-    unsigned char* bytes;
-    unsigned long n;
-    encoded.toByteArray(&bytes, &n);
-    std::unique_ptr<unsigned char[]> owned(bytes);
-    device->setSignAlgorithm(signAlgorithm);
-    return device->verify(sign, owned.get(), n, key) ? 255 : 0;
+    return pkix::verifyOverPart(device, info, signAlgorithm, sign, key);
 }
 
 // ---- Reading ----

@@ -1,6 +1,7 @@
 #include "pkix/ReadSteps.h"
 
 #include <cstring>
+#include <memory>
 
 #include "asn1/Buffer.h"
 
@@ -96,6 +97,11 @@ unsigned char* copyBytes(const unsigned char* p, unsigned int n) {
     unsigned char* copy = new unsigned char[n > 0 ? n : 1];
     if (n > 0) memcpy(copy, p, n);
     return copy;
+}
+
+std::string ownedText(char* text) {
+    std::unique_ptr<char[]> hold(text);
+    return hold ? std::string(hold.get()) : std::string();
 }
 
 char* newText(const std::string& s) {

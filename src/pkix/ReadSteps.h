@@ -38,6 +38,8 @@ char* copyText(const char* s);
 unsigned char* copyBytes(const unsigned char* p, unsigned int n);
 // A new NUL-terminated copy of a std::string.
 char* newText(const std::string& s);
+// The text of a new[] string, which is freed; "" for null.
+std::string ownedText(char* text);
 
 }  // namespace pkix
 

@@ -50,6 +50,19 @@ unsigned char signPart(SecureBuffer* b, Part* part, AlgorithmIdentifier* algorit
     return 255;
 }
 
+// Verifies the signature over the DER of the part as encoded now (not over the bytes as they
+// came). 255 when the device confirms it; 0 for any failure or a missing piece.
+template <class Part>
+unsigned char verifyOverPart(CryptoDevice* device, Part* part, AlgorithmIdentifier* algorithm,
+                             Signature* sign, KeyInfo* key) {
+    if (device == nullptr || part == nullptr || algorithm == nullptr || sign == nullptr) return 0;
+    Buffer encoded;
+    encoded.enlarge(part->getWrapLength(&encoded));
+    part->wrapASN1(&encoded);
+    device->setSignAlgorithm(algorithm);
+    return device->verify(sign, encoded._getData(), encoded.getWritePos(), key) ? 255 : 0;
+}
+
 }  // namespace pkix
 
 #endif

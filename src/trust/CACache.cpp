@@ -11,8 +11,10 @@
 #include "net/Mutex.h"
 #include "net/Semaphore.h"
 #include "pkix/Certificate.h"
+#include "pkix/CopySteps.h"
 #include "pkix/Name.h"
 #include "pkix/NameLabels.h"
+#include "pkix/ReadSteps.h"
 
 CACertEntry CACache::caCertList[kMaxCACertRows] = {};
 int CACache::caCertListMax = 0;
@@ -160,36 +162,22 @@ void CACache::resetReport() {
     invalidSince = nullptr;
 }
 
-namespace {
-
-X500Time* copyOf(const X500Time* t) {
-    return t != nullptr ? t->clone() : nullptr;
-}
-
-char* copyText(const char* s) {
-    if (s == nullptr) return nullptr;
-    size_t n = strlen(s);
-    char* copy = new char[n + 1];
-    memcpy(copy, s, n + 1);
-    return copy;
-}
-
-}  // namespace
+using pkix::copyText;
 
 X500Time* CACache::getThisUpdate() const {
-    return copyOf(thisUpdate);
+    return pkix::cloneOf(thisUpdate);
 }
 X500Time* CACache::getNextUpdate() const {
-    return copyOf(nextUpdate);
+    return pkix::cloneOf(nextUpdate);
 }
 X500Time* CACache::getExpiredCertsOnCRL() const {
-    return copyOf(expiredCertsOnCRL);
+    return pkix::cloneOf(expiredCertsOnCRL);
 }
 X500Time* CACache::getRevocationDate() const {
-    return copyOf(revocationDate);
+    return pkix::cloneOf(revocationDate);
 }
 X500Time* CACache::getInvalidSince() const {
-    return copyOf(invalidSince);
+    return pkix::cloneOf(invalidSince);
 }
 
 char* CACache::shortText(const Name* name) {
@@ -312,6 +300,6 @@ X500Time* CACache::getCRLRowTime(int row, int which) {
     return withCRLRow(crlMutex, &crlCacheMax, &crlCache[row], row, [which](CRLCacheEntry* e) {
         const X500Time* times[] = {e->thisUpdate, e->nextUpdate, e->expiredCertsOnCRL,
                                    e->timeStamp};
-        return copyOf(times[which]);
+        return pkix::cloneOf(times[which]);
     });
 }

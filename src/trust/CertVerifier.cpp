@@ -14,6 +14,7 @@
 #include "pkix/AuthorityKeyIdentifier.h"
 #include "pkix/Certificate.h"
 #include "pkix/CertificateInfo.h"
+#include "pkix/CopySteps.h"
 #include "pkix/DistributionPoint.h"
 #include "pkix/GeneralName.h"
 #include "pkix/KeyInfo.h"
@@ -30,10 +31,6 @@ namespace {
 
 const char kOCSPMethod[] = "1.3.6.1.5.5.7.48.1";
 constexpr unsigned char kReasonHold = 6;
-
-X500Time* copyOf(const X500Time* t) {
-    return t != nullptr ? t->clone() : nullptr;
-}
 
 }  // namespace
 
@@ -111,16 +108,16 @@ void CertVerifier::recordCRLTimes(int i) {
 }
 
 X500Time* CertVerifier::getThisUpdate(int i) const {
-    return i >= 0 && i < kTimes ? copyOf(thisUpdate[i]) : nullptr;
+    return i >= 0 && i < kTimes ? pkix::cloneOf(thisUpdate[i]) : nullptr;
 }
 X500Time* CertVerifier::getNextUpdate(int i) const {
-    return i >= 0 && i < kTimes ? copyOf(nextUpdate[i]) : nullptr;
+    return i >= 0 && i < kTimes ? pkix::cloneOf(nextUpdate[i]) : nullptr;
 }
 X500Time* CertVerifier::getExpiredCertsOnCRL(int i) const {
-    return i >= 0 && i < kTimes ? copyOf(expiredCertsOnCRL[i]) : nullptr;
+    return i >= 0 && i < kTimes ? pkix::cloneOf(expiredCertsOnCRL[i]) : nullptr;
 }
 X500Time* CertVerifier::getNotAfter() const {
-    return copyOf(notAfter);
+    return pkix::cloneOf(notAfter);
 }
 unsigned char CertVerifier::getCRLReason() const {
     return source == 2 ? ocspChecker->getReason() : cache->getReason();

@@ -2,14 +2,7 @@
 
 #include "asn1/X500Time.h"
 #include "net/Logger.h"
-
-namespace {
-
-X500Time* copyOf(const X500Time* t) {
-    return t != nullptr ? t->clone() : nullptr;
-}
-
-}  // namespace
+#include "pkix/CopySteps.h"
 
 OCSPChecker::OCSPChecker(CryptoDevice* device, Semaphore* deviceSemaphore)
     : log(nullptr),
@@ -59,14 +52,14 @@ bool OCSPChecker::check(const char* uri, const Certificate*, const BigInteger&) 
 }
 
 X500Time* OCSPChecker::getThisUpdate() const {
-    return copyOf(thisUpdate);
+    return pkix::cloneOf(thisUpdate);
 }
 X500Time* OCSPChecker::getNextUpdate() const {
-    return copyOf(nextUpdate);
+    return pkix::cloneOf(nextUpdate);
 }
 X500Time* OCSPChecker::getRevocationDate() const {
-    return copyOf(revocationDate);
+    return pkix::cloneOf(revocationDate);
 }
 X500Time* OCSPChecker::getInvalidSince() const {
-    return copyOf(invalidSince);
+    return pkix::cloneOf(invalidSince);
 }

@@ -15,6 +15,7 @@
 #include "pkix/MonetaryValue.h"
 #include "pkix/PolicyInformation.h"
 #include "pkix/QCStatement.h"
+#include "pkix/ReadSteps.h"
 #include "pkix/UserNotice.h"
 #include "verify/DocVerifier.h"
 #include "xml/XMLFile.h"
@@ -32,10 +33,7 @@ const Labelled kDirectoryAttributes[] = {{"1.3.6.1.5.5.7.9.3", "gender"},
                                          {"1.3.6.1.5.5.7.9.4", "countryOfCitizenship"},
                                          {"1.3.6.1.5.5.7.9.5", "countryOfResidence"}};
 
-std::string owned(char* text) {
-    std::unique_ptr<char[]> hold(text);
-    return hold ? std::string(hold.get()) : std::string();
-}
+using pkix::ownedText;
 
 // Opens the block element the first time something goes into it.
 class LazyBlock {
@@ -75,10 +73,10 @@ void DocVerifier::getDirectoryAttributes(const AttributeList* attributes) {
             std::string text;
             if (std::string(known.element) == "dateOfBirth") {
                 X500Time date;
-                if (date.unwrapASN1(&viewBuffer)) text = owned(date.getValue());
+                if (date.unwrapASN1(&viewBuffer)) text = ownedText(date.getValue());
             } else {
                 DirectoryString value;
-                if (value.unwrapASN1(&viewBuffer)) text = owned(value.getPrintableValue());
+                if (value.unwrapASN1(&viewBuffer)) text = ownedText(value.getPrintableValue());
             }
             viewBuffer.useByteArray(nullptr, 0);
             block->insertTag(known.element, text.c_str());
@@ -91,7 +89,7 @@ void DocVerifier::getQualifiedStatements(const QCStatements* statements) {
     LazyBlock block(xmlOut, "qcStatements");
     for (int i = 0; i < statements->getCount(); ++i) {
         const QCStatement* s = statements->_getElement(i);
-        std::string id = owned(s->getStatementId());
+        std::string id = ownedText(s->getStatementId());
         if (id == "0.4.0.1862.1.1") {
             block->insertTag("qcCompliance");
         } else if (id == "0.4.0.1862.1.4") {
@@ -104,7 +102,8 @@ void DocVerifier::getQualifiedStatements(const QCStatements* statements) {
             for (int e = 0; e < limit->getExponent() && e < 64; ++e) value *= 10u;
             char text[32];
             const ISO4217CurrencyCode* currency = limit->_getCurrency();
-            std::string alphabetic = currency != nullptr ? owned(currency->getAlphabetic()) : "";
+            std::string alphabetic =
+                currency != nullptr ? ownedText(currency->getAlphabetic()) : "";
             if (!alphabetic.empty()) {
                 snprintf(text, sizeof text, "%s %d", alphabetic.c_str(), static_cast<int>(value));
             } else {
@@ -126,22 +125,23 @@ void DocVerifier::getPolicyList(const PolicyInformationList* policies) {
     for (int i = 0; i < policies->getCount(); ++i) {
         const PolicyInformation* policy = policies->_getElement(i);
         xmlOut->openTag("policyInformation");
-        xmlOut->insertTag("policyID", owned(policy->getPolicyIdentifier()).c_str());
+        xmlOut->insertTag("policyID", ownedText(policy->getPolicyIdentifier()).c_str());
         const PolicyQualifierInfoList* qualifiers = policy->_getPolicyQualifiers();
         if (qualifiers != nullptr) {
             xmlOut->openTag("policyQualifierList");
             for (int j = 0; j < qualifiers->getCount(); ++j) {
                 const PolicyQualifierInfo* q = qualifiers->_getElement(j);
                 xmlOut->openTag("policyQualifier");
-                xmlOut->insertTag("policyQualifierID", owned(q->getPolicyQualifierId()).c_str());
+                xmlOut->insertTag("policyQualifierID",
+                                  ownedText(q->getPolicyQualifierId()).c_str());
                 const UserNotice* notice = q->_getUserNotice();
                 if (notice != nullptr) {
                     if (notice->_getExplicitText() != nullptr) {
                         xmlOut->insertTag("explicitText",
-                                          owned(notice->_getExplicitText()->getUTF8()).c_str());
+                                          ownedText(notice->_getExplicitText()->getUTF8()).c_str());
                     }
                 } else {
-                    std::string cps = owned(q->getCPSuri());
+                    std::string cps = ownedText(q->getCPSuri());
                     if (!cps.empty()) xmlOut->insertTag("cpsUri", cps.c_str());
                 }
                 xmlOut->closeTag();

@@ -231,7 +231,6 @@ private:
     unsigned long datedRule(const X500Time* notBefore, unsigned long lateCode,
                             unsigned long unprovenCode) const;
     void addVerificationTime();
-    void addCertStatus(unsigned long code);
     // Stores the code, logs its text at level 3, and adds errorMessage and status "KO" to the
     // open element of the report.
     void fail(unsigned long code);

@@ -7,19 +7,17 @@
 #include "frontend/Messages.h"
 #include "net/Logger.h"
 #include "net/SystemClock.h"
+#include "pkix/ReadSteps.h"
 #include "trust/CertVerifier.h"
 #include "verify/DocVerifier.h"
 #include "xml/XMLFile.h"
 
 namespace {
 
-std::string owned(char* text) {
-    std::unique_ptr<char[]> hold(text);
-    return hold ? std::string(hold.get()) : std::string();
-}
+using pkix::ownedText;
 
 void insertTime(XMLFile* xml, const char* element, const X500Time* t) {
-    if (xml != nullptr && t != nullptr) xml->insertTag(element, owned(t->getValue()).c_str());
+    if (xml != nullptr && t != nullptr) xml->insertTag(element, ownedText(t->getValue()).c_str());
 }
 
 }  // namespace
@@ -56,19 +54,23 @@ unsigned char DocVerifier::checkCert(const infoEntry& info, unsigned char checkC
     }
     errCode = code;
     if (xmlOut == nullptr) return 255;
-    addCertStatus(code);
-    // A CRL past its next update has been used: refused when the caller asks for it.
+    // Where the state came from: the date of its data, and the next update once that passed.
+    bool ocsp = certVerifier->getSource() == 2;
+    std::unique_ptr<X500Time> thisUpdate(certVerifier->getThisUpdate());
+    insertTime(xmlOut, ocsp ? "ocspThisUpdate" : "crlThisUpdate", thisUpdate.get());
     std::unique_ptr<X500Time> next(certVerifier->getNextUpdate());
     std::unique_ptr<X500Time> now(SystemClock::getUTCTime());
-    if (next && *next < *now && errorOnExpiredCRL) {
+    bool nextPassed = next && *next < *now;
+    if (nextPassed) insertTime(xmlOut, ocsp ? "ocspExpired" : "crlExpired", next.get());
+    // A CRL past its next update has been used: refused when the caller asks for it.
+    if (nextPassed && errorOnExpiredCRL) {
         errCode = 5156;
         certVerifier->updateErrCode(5156);
-        if (log) log->print(3, 5156, "CRL scaduta: %s", owned(next->getValue()).c_str());
+        if (log) log->print(3, 5156, "CRL scaduta: %s", ownedText(next->getValue()).c_str());
         xmlOut->insertTag("errorMessage", Messages::getText(5227));
         xmlOut->insertTag("status", "KO");
         return 0;
     }
-    bool ocsp = certVerifier->getSource() == 2;
     std::unique_ptr<X500Time> revoked(certVerifier->getRevocationDate());
     if (revoked) {
         const char* element = code == 5161 ? (ocsp ? "ocspHoldDate" : "crlHoldDate")
@@ -86,14 +88,4 @@ unsigned char DocVerifier::checkCert(const infoEntry& info, unsigned char checkC
     std::unique_ptr<X500Time> expired(certVerifier->getExpiredCertsOnCRL());
     insertTime(xmlOut, "expiredCertsOnCRL", expired.get());
     return 255;
-}
-
-// The date of the status data, and its next update when that has passed.
-void DocVerifier::addCertStatus(unsigned long) {
-    bool ocsp = certVerifier->getSource() == 2;
-    std::unique_ptr<X500Time> thisUpdate(certVerifier->getThisUpdate());
-    insertTime(xmlOut, ocsp ? "ocspThisUpdate" : "crlThisUpdate", thisUpdate.get());
-    std::unique_ptr<X500Time> next(certVerifier->getNextUpdate());
-    std::unique_ptr<X500Time> now(SystemClock::getUTCTime());
-    if (next && *next < *now) insertTime(xmlOut, ocsp ? "ocspExpired" : "crlExpired", next.get());
 }

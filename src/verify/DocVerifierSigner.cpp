@@ -30,6 +30,7 @@
 #include "pkix/Name.h"
 #include "pkix/NameLabels.h"
 #include "pkix/PKCS7SignerInfo.h"
+#include "pkix/ReadSteps.h"
 #include "pkix/SignerInfo.h"
 #include "pkix/Validity.h"
 #include "verify/DocVerifier.h"
@@ -45,10 +46,7 @@ const char kSigningCertificateV2[] = "1.2.840.113549.1.9.16.2.47";
 const char kSHA256[] = "2.16.840.1.101.3.4.2.1";
 const char kSHA1[] = "1.3.14.3.2.26";
 
-std::string owned(char* text) {
-    std::unique_ptr<char[]> hold(text);
-    return hold ? std::string(hold.get()) : std::string();
-}
+using pkix::ownedText;
 
 // The PEM text of a certificate's DER, in lines of 64 characters.
 std::string pemOf(const Certificate* certificate) {
@@ -56,7 +54,7 @@ std::string pemOf(const Certificate* certificate) {
     Certificate* c = const_cast<Certificate*>(certificate);
     der.enlarge(c->getWrapLength(&der));
     c->wrapASN1(&der);
-    std::string b64 = owned(Base64::encode(der._getData(), der.getWritePos()));
+    std::string b64 = ownedText(Base64::encode(der._getData(), der.getWritePos()));
     std::string out = "-----BEGIN CERTIFICATE-----\n";
     std::string flat;
     for (char ch : b64) {
@@ -89,9 +87,9 @@ void DocVerifier::describeSigner(const infoEntry& info) {
     const X500Time* notBefore = info.validity != nullptr ? info.validity->_getNotBefore() : nullptr;
     const X500Time* notAfter = info.validity != nullptr ? info.validity->_getNotAfter() : nullptr;
     xmlOut->insertTag("certNotBefore",
-                      notBefore != nullptr ? owned(notBefore->getValue()).c_str() : "");
+                      notBefore != nullptr ? ownedText(notBefore->getValue()).c_str() : "");
     xmlOut->insertTag("certNotAfter",
-                      notAfter != nullptr ? owned(notAfter->getValue()).c_str() : "");
+                      notAfter != nullptr ? ownedText(notAfter->getValue()).c_str() : "");
     if (info.certificate != nullptr)
         xmlOut->insertTag("certificate", pemOf(info.certificate).c_str());
 }
@@ -100,7 +98,7 @@ void DocVerifier::addVerificationTime() {
     if (xmlOut == nullptr) return;
     std::unique_ptr<X500Time> now(verificationTime ? verificationTime->clone()
                                                    : SystemClock::getUTCTime());
-    xmlOut->insertTag("verificationTime", owned(now->getValue()).c_str());
+    xmlOut->insertTag("verificationTime", ownedText(now->getValue()).c_str());
 }
 
 // ---- Attributes ----
@@ -123,7 +121,7 @@ unsigned char DocVerifier::printSigningTime(const Attribute* attribute) {
         char printed[X500Time::kPrintSize];
         log->print(6, 4625, "Data firma: %s", when.printLocalDateTime(printed));
     }
-    if (xmlOut != nullptr) xmlOut->insertTag("signingTime", owned(when.getValue()).c_str());
+    if (xmlOut != nullptr) xmlOut->insertTag("signingTime", ownedText(when.getValue()).c_str());
     return 255;
 }
 
@@ -199,7 +197,7 @@ unsigned char DocVerifier::readSignedAttributes(const SignerParts& signer, unsig
                 result = 0;
             } else if (xmlOut != nullptr) {
                 xmlOut->insertTag("signingCertificateV2",
-                                  owned((*essV2)->getHashAlgorithmName()).c_str());
+                                  ownedText((*essV2)->getHashAlgorithmName()).c_str());
             }
         }
     }
@@ -214,7 +212,7 @@ static unsigned char essMatches(CryptoDevice* device, const char* hashAlgorithm,
                                 const ESSIssuerSerial* issuerSerial, const infoEntry& info) {
     if (device == nullptr || info.certificate == nullptr || hash == nullptr) return 0;
     if (issuerSerial != nullptr) {
-        std::string serial = owned(issuerSerial->printSerialNumber(16));
+        std::string serial = ownedText(issuerSerial->printSerialNumber(16));
         if (info.serial == nullptr || serial != info.serial) return 0;
         bool named = false;
         const GeneralNameList* names = issuerSerial->_getIssuer();
@@ -246,7 +244,7 @@ unsigned char DocVerifier::checkESSCertID(const ESSCertID* id, const infoEntry& 
 
 unsigned char DocVerifier::checkESSCertIDV2(const ESSCertIDV2* id, const infoEntry& info,
                                             unsigned char* cadesFlag) {
-    std::string algorithm = owned(id->getHashAlgorithmName());
+    std::string algorithm = ownedText(id->getHashAlgorithmName());
     if (algorithm != kSHA256) *cadesFlag = 0;
     return essMatches(cryptoDevice, algorithm.c_str(), id->_getCertHash(), id->getHashLen(),
                       id->_getIssuerSerial(), info);

@@ -26,6 +26,7 @@
 #include "pkix/Name.h"
 #include "pkix/NameLabels.h"
 #include "pkix/PKCS7SignerInfo.h"
+#include "pkix/ReadSteps.h"
 #include "pkix/SignerIdentifier.h"
 #include "pkix/SignerInfo.h"
 #include "pkix/Validity.h"
@@ -44,14 +45,11 @@ const char kRSAEncryption[] = "1.2.840.113549.1.1.1";
 constexpr unsigned char kSignerUsage = 0x40;  // nonRepudiation
 constexpr long kCRLAmnestyDate = 1259881200;  // midnight of 4 December 2009 in Italy
 
-std::string owned(char* text) {
-    std::unique_ptr<char[]> hold(text);
-    return hold ? std::string(hold.get()) : std::string();
-}
+using pkix::ownedText;
 
 std::string shortName(const Name* name) {
-    return name != nullptr ? owned(name->getPrintableShortString(kNameLabelOIDs, kNameShortLabels,
-                                                                 kNameLabelCount))
+    return name != nullptr ? ownedText(name->getPrintableShortString(
+                                 kNameLabelOIDs, kNameShortLabels, kNameLabelCount))
                            : std::string();
 }
 
@@ -183,7 +181,7 @@ unsigned char DocVerifier::verifySigner(const SignerParts& s, const ParentSignat
     std::unique_ptr<Name> issuer;
     int at = -1;
     if (s.issuerAndSerial != nullptr) {
-        serialText = owned(s.issuerAndSerial->printSerialNumber(16));
+        serialText = ownedText(s.issuerAndSerial->printSerialNumber(16));
         if (s.issuerAndSerial->_getIssuer() != nullptr) {
             issuer.reset(s.issuerAndSerial->_getIssuer()->clone());
             issuer->toUTF8();
@@ -275,7 +273,7 @@ unsigned char DocVerifier::verifySigner(const SignerParts& s, const ParentSignat
     }
 
     if (s.digestAlgorithm == nullptr) return failWith(5220);
-    std::string digestOID = owned(s.digestAlgorithm->getAlgorithm());
+    std::string digestOID = ownedText(s.digestAlgorithm->getAlgorithm());
     if (digestOID != kSHA256) cadesFlag = 0;
     if (xmlOut != nullptr) {
         setAttribute("cadesCompliant", cadesFlag ? "true" : "false");
@@ -356,7 +354,7 @@ unsigned char DocVerifier::verifySigner(const SignerParts& s, const ParentSignat
             } else {
                 refTime.reset(verificationTime ? verificationTime->clone()
                                                : SystemClock::getUTCTime());
-                xmlOut->insertTag("verificationTime", owned(refTime->getValue()).c_str());
+                xmlOut->insertTag("verificationTime", ownedText(refTime->getValue()).c_str());
             }
             long expiredFrom =
                 expiredCertsOnCRL ? expiredCertsOnCRL->getClockValue() : kCRLAmnestyDate;
@@ -380,7 +378,7 @@ unsigned char DocVerifier::verifySigner(const SignerParts& s, const ParentSignat
                                       "Stato del certificato alla data di firma non disponibile");
                     xmlOut->insertTag("status", "KO");
                 } else {
-                    xmlOut->insertTag("certExpired", owned(notAfter->getValue()).c_str());
+                    xmlOut->insertTag("certExpired", ownedText(notAfter->getValue()).c_str());
                     xmlOut->insertTag("status", "OK");
                 }
             } else {
