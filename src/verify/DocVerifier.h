@@ -6,10 +6,10 @@
 // It keeps the last result code in errCode (NoError when the last thing judged was clean), and
 // owns its buffers, its logger and its times. The report tree is the caller's.
 //
-// The drivers of the envelope types whose engines are still to come (PKCS#7, CMS, time stamps,
-// TSD, PDF, XML signatures) already write their report element for the file, and then record
-// that the verification could not be done: errorMessage and status "KO", and a log line saying
-// why. None of them claims success.
+// The drivers of the envelope types whose engines are still to come (PDF and XML signatures)
+// already write their report element for the file, and then record that the verification could
+// not be done: errorMessage and status "KO", and a log line saying why. None of them claims
+// success.
 #ifndef SIGILO_VERIFY_DOCVERIFIER_H
 #define SIGILO_VERIFY_DOCVERIFIER_H
 
@@ -26,11 +26,13 @@ class AttributeList;
 class AttributeSet;
 class CertVerifier;
 class CMSSignedData;
+class Content;
 class ContentInfo;
 class DigestInfo;
 class ESSCertID;
 class ESSCertIDV2;
 class IssuerAndSerialNumber;
+class MessageImprint;
 class Name;
 class PKCS7SignerInfo;
 class PolicyInformationList;
@@ -194,6 +196,31 @@ public:
     unsigned char checkCert(const infoEntry& info, unsigned char checkCRL, unsigned char usageBits,
                             const char* extKeyUsageOid);
 
+    // ---- Time stamps ----
+    // One time-stamp token, content being the SignedData of the token. With a signer, the token
+    // must imprint that signer's signature value; otherwise, a non-empty detachedBuffer is what
+    // it must imprint. With text, the text's bytes must match the imprint too. checkAge is 255
+    // for a token that stands by itself (the conservation age rules apply) and 0 for one that
+    // supports something else. True when the token and its certificate hold at its own time;
+    // its genTime is left in lastTimeStampTime as soon as it has been read.
+    unsigned char verifyCMS(Content* content, PKCS7SignerInfo* signer, const char* text,
+                            unsigned char checkAge);
+    unsigned char verifyCMS(Content* content, SignerInfo* signer, const char* text,
+                            unsigned char checkAge);
+    unsigned char verifyCMS(Content* content, PKCS7SignerInfo* signer, unsigned char checkAge);
+    unsigned char verifyCMS(Content* content, unsigned char checkAge);
+    // A TimeStampResp, or a ContentInfo holding a token, in documentBuffer; the document it
+    // stamps, if any, in detachedBuffer.
+    unsigned char verifyTSRFile(unsigned char checkAge);
+    unsigned char verifyTSTFile(unsigned char checkAge);
+    // The content of a TSD in documentBuffer: a PDF, a signed envelope, or plain data, saved to
+    // content when named. *isSigned tells whether it held signatures, *saved whether the
+    // content file was written.
+    unsigned char verifyTSDContent(const char* extractStem, const char* content,
+                                   unsigned char* isSigned, unsigned char* saved);
+    // The genTime of the last token read, a copy the caller deletes, or null.
+    X500Time* getLastTimeStampTime() const;
+
     // A fresh work buffer after each file, so that one large input does not stay allocated.
     void resetBuffer();
 
@@ -215,15 +242,41 @@ private:
 
     unsigned char verifyCMSFileOrPKCS7(const char* content, bool cms);
     unsigned char walkEnvelopes(ContentInfo* outer, const char* content, bool cms);
+    // The record of the signer's certificate in table, or -1, in which case the report gets the
+    // serial and issuer the signer names.
+    int findSignerRecord(const SignerParts& signer, const infoEntry* table);
+    // With signed attributes, the digest of what was signed is that of their DER, once the
+    // message digest they carry matches the content's digest in *digest, which it replaces: 1
+    // when done (or when there are none), 0 on a mismatch or a missing message digest, -1 when
+    // the device cannot digest.
+    int digestSignedAttributes(const SignerParts& signer, const unsigned char* attrDigest,
+                               unsigned int attrDigestLength, std::unique_ptr<DigestInfo>* digest);
+    // One token; signer, when not null, is the signer whose signature value it stamps, and
+    // imprinted the buffer whose bytes it stamps otherwise.
+    unsigned char verifyToken(Content* content, const SignerParts* signer, const char* text,
+                              unsigned char checkAge, SecureBuffer* imprinted);
+    // Steps of a token, in TimeStampVerdict.cpp and TimeStampChecks.cpp.
+    unsigned char checkImprint(const MessageImprint* imprint, const SignerParts* signer,
+                               const char* text, SecureBuffer* imprinted);
+    unsigned char tokenVerdict(const infoEntry& info, const X500Time* genTime,
+                               unsigned char checkAge, unsigned long certCode,
+                               const X500Time* revocationDate, const X500Time* expiredCertsOnCRL);
+    // The TSR or TST (tst true) of a file form, with the element of the file open.
+    unsigned char verifyTimeStampFile(const char* input, const char* detached, bool tst);
+    // The time of the token of an envelope, carried to the envelope's signers: verificationTime
+    // and envelopeTimeStampTime become the token's time when it verified, and are cleared
+    // otherwise. The earlier verificationTime is handed back (null when there was none).
+    std::unique_ptr<X500Time> takeEnvelopeTime(unsigned char tokenOk);
+    void restoreEnvelopeTime(std::unique_ptr<X500Time> kept);
     unsigned char verifySigner(const SignerParts& signer, const ParentSignature* parent,
                                unsigned char cadesFlag, unsigned char conformanceCheck, int depth);
     unsigned char checkCounterSignatures(const SignerParts& signer, int depth);
     unsigned char checkSignature(const DigestInfo* digest, const SignerParts& signer,
                                  const Certificate* certificate);
-    void describeSigner(const infoEntry& info);
+    void describeSigner(const infoEntry& info, bool withSerial = true);
     unsigned char readSignedAttributes(const SignerParts& signer, unsigned char** digest,
                                        unsigned int* digestLength, ESSCertID** essV1,
-                                       ESSCertIDV2** essV2);
+                                       ESSCertIDV2** essV2, bool forToken = false);
     unsigned char printSigningTime(const Attribute* attribute);
     unsigned char checkESSCertID(const ESSCertID* id, const infoEntry& info);
     unsigned char checkESSCertIDV2(const ESSCertIDV2* id, const infoEntry& info,

@@ -2,10 +2,11 @@
 //
 // Each driver opens the report element of its file, with the attributes that name it, and loads
 // what the verification will need. The M7M driver also splits the message and writes the parts
-// out on request. PKCS#7 and CMS envelopes are verified here (DocVerifierEnvelope.cpp). The
-// verification of time stamps, TSD, PDF and XML signatures belongs to engines that this build
-// does not have yet: those drivers record "not verified" with the closest message of the
-// table, status "KO" and a log line naming what is missing, and return 0.
+// out on request. PKCS#7 and CMS envelopes are verified in DocVerifierEnvelope.cpp, time stamps
+// in DocVerifierTimeStampFiles.cpp and DocVerifierTSD.cpp. The verification of PDF and XML
+// signatures belongs to engines that this build does not have yet: those drivers record "not
+// verified" with the closest message of the table, status "KO" and a log line naming what is
+// missing, and return 0.
 #include <string>
 
 #include "asn1/SecureBuffer.h"
@@ -53,42 +54,6 @@ unsigned char DocVerifier::verifyCMSFile(const char* input, const char* detached
     return result;
 }
 
-unsigned char DocVerifier::verifyTSRFile(const char* input, const char* detached) {
-    if (xmlOut != nullptr) {
-        xmlOut->openTag("timeStamp");
-        setAttribute("filename", input);
-    }
-    loadInputs(input, detached);
-    errCode = NoError;
-    unsigned char result = refuseUnavailable(kErrTimeStampNotVerified, "marche temporali (TSR)");
-    if (xmlOut != nullptr) xmlOut->closeTag();
-    return result;
-}
-
-unsigned char DocVerifier::verifyTSTFile(const char* input, const char* detached) {
-    if (xmlOut != nullptr) {
-        xmlOut->openTag("timeStamp");
-        setAttribute("filename", input);
-    }
-    loadInputs(input, detached);
-    unsigned char result = refuseUnavailable(kErrTimeStampNotVerified, "marche temporali (TST)");
-    if (xmlOut != nullptr) xmlOut->closeTag();
-    return result;
-}
-
-unsigned char DocVerifier::verifyTSDFile(const char* input, const char* detached,
-                                         const char* /*extractStem*/, const char* /*content*/) {
-    if (xmlOut != nullptr) {
-        xmlOut->openTag("timeStamp");
-        setAttribute("filename", input);
-        setAttribute("filetype", "TSD file");
-    }
-    loadInputs(input, detached);
-    unsigned char result = refuseUnavailable(kErrTimeStampNotVerified, "file TSD");
-    if (xmlOut != nullptr) xmlOut->closeTag();
-    return result;
-}
-
 unsigned char DocVerifier::verifyPDFFile(const char* input, const char* /*content*/) {
     if (xmlOut != nullptr) {
         xmlOut->openTag("signedData");
@@ -109,27 +74,6 @@ unsigned char DocVerifier::verifyXMLFile(const char* input) {
     }
     if (log) log->print(6, kNoteInputFile, "Input File: %s", input != nullptr ? input : "");
     unsigned char result = refuseUnavailable(kErrSignatureNotVerified, "firme XML");
-    if (xmlOut != nullptr) xmlOut->closeTag();
-    return result;
-}
-
-unsigned char DocVerifier::verifyDetachedTimeStamp(const char* input, const char* tsr,
-                                                   const char* content) {
-    if (xmlOut != nullptr) {
-        xmlOut->openTag("signedData");
-        setAttribute("filename", input);
-    }
-    if (log) log->print(6, kNoteInputFile, "Input File: %s", input != nullptr ? input : "");
-    unsigned char pem = loadDetached(input);
-    // PEM text is decoded later, from a terminated string.
-    if (pem) detachedBuffer->writeByte(0);
-    loadDoc(tsr);
-    return verifyDetachedTimeStamp(content, pem);
-}
-
-unsigned char DocVerifier::verifyDetachedTimeStamp(const char* /*content*/, unsigned char /*pem*/) {
-    unsigned char result =
-        refuseUnavailable(kErrSignatureNotVerified, "buste con marca temporale separata");
     if (xmlOut != nullptr) xmlOut->closeTag();
     return result;
 }

@@ -76,9 +76,10 @@ void addName(XMLFile* xml, const char* element, const Name* name) {
 
 // ---- Pieces of the report ----
 
-void DocVerifier::describeSigner(const infoEntry& info) {
+void DocVerifier::describeSigner(const infoEntry& info, bool withSerial) {
     if (xmlOut == nullptr) return;
-    xmlOut->insertTag("serial", info.serial);
+    // A time-stamp token shows its own serial, not its authority's.
+    if (withSerial) xmlOut->insertTag("serial", info.serial);
     addName(xmlOut, "subject", info.subject);
     addName(xmlOut, "issuer", info.issuer);
     getDirectoryAttributes(info.directoryAttrs);
@@ -127,10 +128,12 @@ unsigned char DocVerifier::printSigningTime(const Attribute* attribute) {
 
 // Goes through the signed attributes in their order, writing signedAttributes; the message
 // digest and the ESS identifiers are handed back (the caller deletes them). False with the code
-// stored when one of them does not read.
+// stored when one of them does not read. A time-stamp token's signing time is not shown (its
+// genTime is), and its ESS identifiers are read only when the switch asks for them.
 unsigned char DocVerifier::readSignedAttributes(const SignerParts& signer, unsigned char** digest,
                                                 unsigned int* digestLength, ESSCertID** essV1,
-                                                ESSCertIDV2** essV2) {
+                                                ESSCertIDV2** essV2, bool forToken) {
+    const bool readESS = !forToken || checkSigningCertificateAttr;
     const AttributeSet* attributes = signer.signedAttrs;
     if (attributes == nullptr) return 255;
     if (xmlOut != nullptr) xmlOut->openTag("signedAttributes");
@@ -152,9 +155,9 @@ unsigned char DocVerifier::readSignedAttributes(const SignerParts& signer, unsig
                 *digest = nullptr;
             }
             viewBuffer.useByteArray(nullptr, 0);
-        } else if (a->isEqual(kSigningTime)) {
+        } else if (a->isEqual(kSigningTime) && !forToken) {
             result = printSigningTime(a);
-        } else if (a->isEqual(kSigningCertificate)) {
+        } else if (a->isEqual(kSigningCertificate) && readESS) {
             {
                 bool ok = false;
                 if (first != nullptr && *essV1 == nullptr) {
@@ -177,7 +180,7 @@ unsigned char DocVerifier::readSignedAttributes(const SignerParts& signer, unsig
                 }
                 if (xmlOut != nullptr) xmlOut->insertTag("signingCertificate");
             }
-        } else if (a->isEqual(kSigningCertificateV2)) {
+        } else if (a->isEqual(kSigningCertificateV2) && readESS) {
             bool ok = false;
             if (first != nullptr && *essV2 == nullptr) {
                 viewBuffer.useByteArray(const_cast<unsigned char*>(first->_getValue()),

@@ -159,6 +159,60 @@ unsigned char DocVerifier::checkCounterSignatures(const SignerParts& signer, int
     return all;
 }
 
+int DocVerifier::digestSignedAttributes(const SignerParts& s, const unsigned char* attrDigest,
+                                        unsigned int attrDigestLength,
+                                        std::unique_ptr<DigestInfo>* digest) {
+    if (s.signedAttrs == nullptr) return 1;
+    const DigestInfo* content = digest->get();
+    if (attrDigest == nullptr || content == nullptr || attrDigestLength != content->getLength() ||
+        memcmp(attrDigest, content->_getDigest(), attrDigestLength) != 0) {
+        return 0;
+    }
+    // What was signed is the DER of the attributes under the SET tag.
+    Buffer der;
+    AttributeSet* attributes = const_cast<AttributeSet*>(s.signedAttrs);
+    der.enlarge(attributes->getWrapLength(&der));
+    attributes->wrapASN1(kSetTag, &der);
+    if (cryptoDevice == nullptr ||
+        !cryptoDevice->setDigestAlgorithm(const_cast<AlgorithmIdentifier*>(s.digestAlgorithm))) {
+        return -1;
+    }
+    digest->reset(cryptoDevice->digest(der._getData(), der.getWritePos()));
+    return *digest ? 1 : -1;
+}
+
+int DocVerifier::findSignerRecord(const SignerParts& s, const infoEntry* table) {
+    std::string serialText;
+    std::unique_ptr<Name> issuer;
+    int at = -1;
+    if (s.issuerAndSerial != nullptr) {
+        serialText = ownedText(s.issuerAndSerial->printSerialNumber(16));
+        if (s.issuerAndSerial->_getIssuer() != nullptr) {
+            issuer.reset(s.issuerAndSerial->_getIssuer()->clone());
+            issuer->toUTF8();
+        }
+        at = records::searchInfo(table, serialText.c_str(), issuer.get());
+    } else if (s.keyId != nullptr) {
+        at = records::searchInfo(table, s.keyId, s.keyIdLength);
+    }
+    if (at >= 0) return at;
+    if (log) {
+        log->print(6, 4617, "Seriale: %s", serialText.c_str());
+        log->print(6, 4619, "Issuer:\n%s", shortName(issuer.get()).c_str());
+    }
+    // A signer named by a key identifier has neither to show.
+    if (xmlOut != nullptr && s.issuerAndSerial != nullptr) {
+        xmlOut->insertTag("serial", serialText.c_str());
+        xmlOut->openTag("issuer");
+        if (issuer) {
+            issuer->getXMLRepresentation(kNameLabelOIDs, kNameShortLabels, kNameLabelCount,
+                                         xmlOut);
+        }
+        xmlOut->closeTag();
+    }
+    return -1;
+}
+
 unsigned char DocVerifier::verifySigner(const SignerParts& s, const ParentSignature* parent,
                                         unsigned char cadesFlag, unsigned char conformanceCheck,
                                         int depth) {
@@ -177,34 +231,8 @@ unsigned char DocVerifier::verifySigner(const SignerParts& s, const ParentSignat
 
     // The certificate among the envelope's.
     infoEntry* table = s.cms ? cmsInfos : pkcs7Infos;
-    std::string serialText;
-    std::unique_ptr<Name> issuer;
-    int at = -1;
-    if (s.issuerAndSerial != nullptr) {
-        serialText = ownedText(s.issuerAndSerial->printSerialNumber(16));
-        if (s.issuerAndSerial->_getIssuer() != nullptr) {
-            issuer.reset(s.issuerAndSerial->_getIssuer()->clone());
-            issuer->toUTF8();
-        }
-        at = records::searchInfo(table, serialText.c_str(), issuer.get());
-    } else if (s.keyId != nullptr) {
-        at = records::searchInfo(table, s.keyId, s.keyIdLength);
-    }
+    int at = findSignerRecord(s, table);
     if (at < 0) {
-        if (log) {
-            log->print(6, 4617, "Seriale: %s", serialText.c_str());
-            log->print(6, 4619, "Issuer:\n%s", shortName(issuer.get()).c_str());
-        }
-        // A signer named by a key identifier has neither to show.
-        if (xmlOut != nullptr && s.issuerAndSerial != nullptr) {
-            xmlOut->insertTag("serial", serialText.c_str());
-            xmlOut->openTag("issuer");
-            if (issuer) {
-                issuer->getXMLRepresentation(kNameLabelOIDs, kNameShortLabels, kNameLabelCount,
-                                             xmlOut);
-            }
-            xmlOut->closeTag();
-        }
         // A CMS signer named by a key identifier that no certificate has fails here like any
         // other: its element is closed once, after its counter-signatures. Closing it first and
         // then closing once more would end the envelope's element early and leave the file's
@@ -244,8 +272,8 @@ unsigned char DocVerifier::verifySigner(const SignerParts& s, const ParentSignat
         cadesFlag = 0;
     }
 
-    // Signature time stamps. Their verification is not part of this build: a token is reported
-    // as not valid, so that a signer that relies on one is never judged good without it.
+    // Signature time stamps: each stamps this signer's signature value, and the last one's
+    // result and time count.
     bool timeStampOk = true;
     for (int i = 0; s.unsignedAttrs != nullptr && i < s.unsignedAttrs->getCount(); ++i) {
         const Attribute* a = s.unsignedAttrs->_getElement(i);
@@ -264,10 +292,7 @@ unsigned char DocVerifier::verifySigner(const SignerParts& s, const ParentSignat
                 close();
                 return 0;
             }
-            if (log)
-                log->print(3, "Verifica delle marche temporali non disponibile in questa versione");
-            fail(5167);
-            timeStampOk = false;
+            timeStampOk = verifyToken(token._getContent(), &s, nullptr, 0, nullptr) != 0;
             close();
         }
     }
@@ -324,21 +349,9 @@ unsigned char DocVerifier::verifySigner(const SignerParts& s, const ParentSignat
         digest.reset(cryptoDevice->digest(parent->value, parent->length));
         if (!digest) return failWith(5154);
     }
-    if (s.signedAttrs != nullptr) {
-        if (attrDigest == nullptr || attrDigestLength != digest->getLength() ||
-            memcmp(attrDigest, digest->_getDigest(), attrDigestLength) != 0) {
-            return failWith(5186);
-        }
-        // What was signed is the DER of the attributes under the SET tag.
-        Buffer der;
-        AttributeSet* attributes = const_cast<AttributeSet*>(s.signedAttrs);
-        der.enlarge(attributes->getWrapLength(&der));
-        attributes->wrapASN1(kSetTag, &der);
-        if (cryptoDevice == nullptr) return failWith(5154);
-        cryptoDevice->setDigestAlgorithm(const_cast<AlgorithmIdentifier*>(s.digestAlgorithm));
-        digest.reset(cryptoDevice->digest(der._getData(), der.getWritePos()));
-        if (!digest) return failWith(5154);
-    }
+    int signedPart = digestSignedAttributes(s, attrDigest, attrDigestLength, &digest);
+    if (signedPart == 0) return failWith(5186);
+    if (signedPart < 0) return failWith(5154);
     unsigned char signatureOk = checkSignature(digest.get(), s, info.certificate);
     if (!signatureOk) fail(5200);
 

