@@ -152,7 +152,7 @@ unsigned char DocVerifier::verifyTSDFile(const char* input, const char* detached
     }
     for (int i = 1; xmlOut != nullptr && i < tokens->getCount(); ++i) xmlOut->closeTag();
     lastTimeStampTime = std::move(firstTime);
-    if (mainReport != nullptr) tokenReport.xml.closeTag();
+    // The tokens' tree stays at its root element, which may still get the file's names.
     xmlOut = mainReport;
     std::swap(detachedBuffer, imprinted);
 
