@@ -8,10 +8,11 @@
 #
 # What the report shows today: the PKCS#7 and CMS envelopes verified signer by signer (the two
 # CAdES envelopes OK; the plain one KO, since a signature that is not CAdES needs a time stamp
-# to prove its date), every other document classified (its element and "filetype"), the M7M
-# split and its two parts extracted, and the report of a file that cannot be read. The engines
-# that judge time stamps, PDF and XML signatures are not in this build yet, so those documents
-# end with "Firma non verificata" or "Marca Temporale non verificata" and "KO", never with a
+# from before July 2011 to prove its date), the TSR and TST tokens verified against their
+# authority (OK), the TSD and the M7M with their token OK and their plain envelope KO for the
+# same reason (their tokens are of today), the M7M split and its two parts extracted, and the
+# report of a file that cannot be read. The engines that judge PDF and XML signatures are not in
+# this build yet, so those documents end with "Firma non verificata" and "KO", never with a
 # verdict that was not reached.
 set -uo pipefail
 build=${1:-build}

@@ -177,8 +177,10 @@ unsigned char DocVerifier::verifyTSDFile(const char* input, const char* detached
         return tokensOk;
     }
 
-    // The content, in a signedData tree that is kept only when the content was signed.
+    // The content, in a signedData tree that is kept only when the content was signed. It is
+    // an envelope's whole content: no document of an earlier file may stand in for it.
     documentBuffer->setReadPos(0);
+    detachedBuffer->rewind();
     std::unique_ptr<X500Time> kept = takeEnvelopeTime(tokensOk);
     SideReport contentReport;
     if (mainReport != nullptr) {

@@ -76,8 +76,10 @@ def make_cert(common, issuer_cert, issuer_key, serial, ca=False, tsa=False):
         builder = builder.add_extension(
             x509.AuthorityKeyIdentifier.from_issuer_public_key(issuer_key.public_key()), False)
         if tsa:
-            builder = builder.add_extension(
+            builder = (builder.add_extension(
                 x509.ExtendedKeyUsage([ExtendedKeyUsageOID.TIME_STAMPING]), critical=True)
+                .add_extension(x509.KeyUsage(True, True, False, False, False, False, False,
+                                             False, False), True))
         else:
             builder = builder.add_extension(
                 x509.KeyUsage(True, True, False, False, False, False, False, False, False), True)
