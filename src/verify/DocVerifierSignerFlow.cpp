@@ -205,8 +205,7 @@ int DocVerifier::findSignerRecord(const SignerParts& s, const infoEntry* table) 
         xmlOut->insertTag("serial", serialText.c_str());
         xmlOut->openTag("issuer");
         if (issuer) {
-            issuer->getXMLRepresentation(kNameLabelOIDs, kNameShortLabels, kNameLabelCount,
-                                         xmlOut);
+            issuer->getXMLRepresentation(kNameLabelOIDs, kNameShortLabels, kNameLabelCount, xmlOut);
         }
         xmlOut->closeTag();
     }

@@ -53,14 +53,14 @@ unsigned char DocVerifier::verifyTSDFile(const char* input, const char* detached
     loadDoc(input);
     documentBuffer->setReadPos(0);
     ContentInfo file;
-    auto* tsd = file._unwrapASN1(documentBuffer.get()) == 1 &&
-                        file.isEqual(ContentInfo::kTimeStampedData)
-                    ? dynamic_cast<TimeStampedData*>(file._getContent())
-                    : nullptr;
+    auto* tsd =
+        file._unwrapASN1(documentBuffer.get()) == 1 && file.isEqual(ContentInfo::kTimeStampedData)
+            ? dynamic_cast<TimeStampedData*>(file._getContent())
+            : nullptr;
     const TimeStampAndCRLList* tokens = tsd != nullptr ? tsd->_getTimeStampAndCRLList() : nullptr;
-    TimeStampToken* firstToken =
-        tokens != nullptr && tokens->getCount() > 0 ? tokens->_getElement(0)->_getTimeStamp()
-                                                    : nullptr;
+    TimeStampToken* firstToken = tokens != nullptr && tokens->getCount() > 0
+                                     ? tokens->_getElement(0)->_getTimeStamp()
+                                     : nullptr;
     if (firstToken == nullptr) {
         errCode = kErrNoTimeStampToken;
         if (log) log->print(3, kErrNoTimeStampToken, "%s", Messages::getText(errCode));

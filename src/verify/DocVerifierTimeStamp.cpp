@@ -22,8 +22,8 @@
 #include "frontend/Messages.h"
 #include "net/Logger.h"
 #include "pkix/ContentInfo.h"
-#include "pkix/EncapsulatedContentInfo.h"
 #include "pkix/ESSCertID.h"
+#include "pkix/EncapsulatedContentInfo.h"
 #include "pkix/MessageImprint.h"
 #include "pkix/Name.h"
 #include "pkix/NameLabels.h"
@@ -220,8 +220,7 @@ unsigned char DocVerifier::verifyToken(Content* content, const SignerParts* sign
     }
     std::unique_ptr<TSTInfo> tstInfo(
         TSTInfo::readAnyForm(encap->_getEContent(), encap->getEContentLen()));
-    if (!tstInfo || tstInfo->_getMessageImprint() == nullptr ||
-        tstInfo->_getGenTime() == nullptr) {
+    if (!tstInfo || tstInfo->_getMessageImprint() == nullptr || tstInfo->_getGenTime() == nullptr) {
         return failWith(kErrNoToken);
     }
     const MessageImprint* imprint = tstInfo->_getMessageImprint();

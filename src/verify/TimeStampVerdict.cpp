@@ -73,8 +73,8 @@ unsigned char DocVerifier::tokenVerdict(const infoEntry& info, const X500Time* g
     }
 
     errCode = authorityCode(certCode);
-    long expiredFrom = expiredCertsOnCRL != nullptr ? expiredCertsOnCRL->getClockValue()
-                                                    : kCRLAmnestyDate;
+    long expiredFrom =
+        expiredCertsOnCRL != nullptr ? expiredCertsOnCRL->getClockValue() : kCRLAmnestyDate;
     const X500Time* notBefore = info.validity != nullptr ? info.validity->_getNotBefore() : nullptr;
     const X500Time* notAfter = info.validity != nullptr ? info.validity->_getNotAfter() : nullptr;
     if (notBefore != nullptr && *notBefore > *genTime) {

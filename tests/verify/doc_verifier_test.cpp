@@ -152,9 +152,10 @@ TEST_F(Verifier, DriversRefuseWhatIsNotTheirs) {
          kErrNoTimeStampToken},
         // A token with its document named but unreadable is not judged on nothing.
         {[&] { return verifier.verifyTSRFile(p7m.c_str(), "/nonexistent/doc.txt"); },
-         "<timeStamp filename=\"" + p7m + "\" detachedDocument=\"/nonexistent/doc.txt\">\n"
-         "<errorMessage>Documento originale non trovato</errorMessage>\n<status>KO</status>\n"
-         "</timeStamp>\n",
+         "<timeStamp filename=\"" + p7m +
+             "\" detachedDocument=\"/nonexistent/doc.txt\">\n"
+             "<errorMessage>Documento originale non trovato</errorMessage>\n<status>KO</status>\n"
+             "</timeStamp>\n",
          5193},
         {[&] { return verifier.verifyPDFFile(p7m.c_str(), nullptr); },
          "<signedData filename=\"" + p7m + "\" filetype=\"PDF file\">\n" + signatureKO +
