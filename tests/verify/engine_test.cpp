@@ -12,6 +12,7 @@
 #include "asn1/X500Time.h"
 #include "crypto/CryptoDevice.h"
 #include "crypto/CryptoKi.h"
+#include "support/ReportText.h"
 #include "support/VecFile.h"
 #include "trust/CACache.h"
 #include "trust/LocalTrustStore.h"
@@ -22,23 +23,6 @@ namespace {
 
 std::string engineData(const std::string& name) {
     return testData("engine/" + name);
-}
-
-// Every text of the element between its tags, in document order.
-std::vector<std::string> valuesOf(const std::string& xml, const std::string& element) {
-    std::vector<std::string> out;
-    std::string open = "<" + element + ">", close = "</" + element + ">";
-    for (size_t at = xml.find(open); at != std::string::npos; at = xml.find(open, at + 1)) {
-        size_t from = at + open.size();
-        out.push_back(xml.substr(from, xml.find(close, from) - from));
-    }
-    return out;
-}
-
-std::string joined(const std::vector<std::string>& parts) {
-    std::string out;
-    for (const std::string& p : parts) out += (out.empty() ? "" : "|") + p;
-    return out;
 }
 
 class Engine : public ::testing::Test {
@@ -101,12 +85,7 @@ protected:
             EXPECT_TRUE(verifier.verifyPKCS7File(file.c_str(), detached.c_str(), nullptr));
         }
         *code = verifier.getErrCode();
-        std::string xml = report.getXML(1);
-        std::string flat;
-        for (char ch : xml) {
-            if (ch != '\n') flat += ch;
-        }
-        return flat;
+        return flatReport(report.getXML(1));
     }
 
     // Runs every case of a .vec file of tests/data/engine.
@@ -119,19 +98,6 @@ protected:
 
 CryptoKi* Engine::ki = nullptr;
 CryptoDevice* Engine::device = nullptr;
-
-// The fragments of a "|" separated list, none when it is empty.
-std::vector<std::string> fragments(const std::string& list) {
-    std::vector<std::string> out;
-    size_t from = 0;
-    while (!list.empty() && from <= list.size()) {
-        size_t bar = list.find('|', from);
-        out.push_back(list.substr(from, bar == std::string::npos ? bar : bar - from));
-        if (bar == std::string::npos) break;
-        from = bar + 1;
-    }
-    return out;
-}
 
 void Engine::checkCases(const std::string& vec, size_t atLeast) {
     auto cases = casesOfKind(readVecFile(engineData(vec)), "case");

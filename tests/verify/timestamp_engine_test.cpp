@@ -13,6 +13,7 @@
 #include "asn1/X500Time.h"
 #include "crypto/CryptoDevice.h"
 #include "crypto/CryptoKi.h"
+#include "support/ReportText.h"
 #include "support/VecFile.h"
 #include "trust/CACache.h"
 #include "trust/LocalTrustStore.h"
@@ -25,34 +26,6 @@ std::string tsData(const std::string& name) {
     return testData("tsengine/" + name);
 }
 
-std::vector<std::string> valuesOf(const std::string& xml, const std::string& element) {
-    std::vector<std::string> out;
-    std::string open = "<" + element + ">", close = "</" + element + ">";
-    for (size_t at = xml.find(open); at != std::string::npos; at = xml.find(open, at + 1)) {
-        size_t from = at + open.size();
-        out.push_back(xml.substr(from, xml.find(close, from) - from));
-    }
-    return out;
-}
-
-std::string joined(const std::vector<std::string>& parts) {
-    std::string out;
-    for (const std::string& p : parts) out += (out.empty() ? "" : "|") + p;
-    return out;
-}
-
-std::vector<std::string> fragments(const std::string& list) {
-    std::vector<std::string> out;
-    size_t from = 0;
-    while (!list.empty() && list != "-" && from <= list.size()) {
-        size_t bar = list.find('|', from);
-        out.push_back(list.substr(from, bar == std::string::npos ? bar : bar - from));
-        if (bar == std::string::npos) break;
-        from = bar + 1;
-    }
-    return out;
-}
-
 X500Time utcTime(const std::string& text) {
     X500Time when;
     Buffer b;
@@ -61,14 +34,6 @@ X500Time utcTime(const std::string& text) {
                  static_cast<unsigned int>(text.size()));
     EXPECT_TRUE(when.unwrapASN1(&b)) << text;
     return when;
-}
-
-std::string flat(const char* xml) {
-    std::string out;
-    for (const char* p = xml; p != nullptr && *p != 0; ++p) {
-        if (*p != '\n') out += *p;
-    }
-    return out;
 }
 
 class TimeStampEngine : public ::testing::Test {
@@ -161,7 +126,7 @@ TEST_F(TimeStampEngine, EveryCaseGivesItsVerdicts) {
         verifyFile(&verifier, tsData(c.get("file")),
                    c.has("detached") ? tsData(c.get("detached")) : "",
                    c.has("tsr") ? tsData(c.get("tsr")) : "");
-        std::string xml = flat(report.getXML(1));
+        std::string xml = flatReport(report.getXML(1));
         EXPECT_EQ(joined(valuesOf(xml, "status")), c.get("statuses")) << xml;
         EXPECT_EQ(joined(valuesOf(xml, "errorMessage")), c.get("messages")) << xml;
         for (const std::string& part : fragments(c.has("contains") ? c.get("contains") : "-"))
@@ -196,7 +161,7 @@ TEST_F(EnvelopeTimes, WithoutACallersTimeTheTokensTimeCarriesOver) {
     // The demo envelope is not CAdES: with the 2011 rule on it would stop before its verdict.
     verifier.setCheckJuly2011Constraint(0);
     verifier.verifyMIMEFile(testData("verify/doc.m7m").c_str(), nullptr, nullptr);
-    std::string xml = flat(report.getXML(1));
+    std::string xml = flatReport(report.getXML(1));
     auto stamped = valuesOf(xml, "timeStampDate");
     ASSERT_EQ(stamped.size(), 1u) << xml;
     // The envelope's signer is judged at the token's time...
@@ -218,7 +183,7 @@ TEST_F(EnvelopeTimes, ACallersTimeComesBackAfterTheEnvelope) {
     ASSERT_EQ(verifier.setVerificationTime(&chosen), 255);
     verifier.verifyDetachedTimeStamp(testData("verify/doc_der.p7m").c_str(),
                                      testData("verify/doc.tsr").c_str(), nullptr);
-    std::string xml = flat(report.getXML(1));
+    std::string xml = flatReport(report.getXML(1));
     EXPECT_EQ(valuesOf(xml, "verificationTime"), valuesOf(xml, "timeStampDate")) << xml;
     // No filetype on a PKCS#7 with a separate token.
     EXPECT_NE(xml.find("<signedData filename=\"" + testData("verify/doc_der.p7m") + "\"><signer"),
@@ -239,7 +204,7 @@ TEST_F(EnvelopeTimes, AFailedTokenDatesNothing) {
                                                   testData("verify/doc.tsr").c_str(), nullptr));
     std::unique_ptr<X500Time> after(verifier.getVerificationTime());
     EXPECT_EQ(after, nullptr);
-    std::string xml = flat(report.getXML(1));
+    std::string xml = flatReport(report.getXML(1));
     EXPECT_NE(xml.find("</signedData><timeStamp>"), std::string::npos) << xml;
     EXPECT_NE(xml.find("<errorMessage>Marca Temporale non valida</errorMessage><status>KO</status>"
                        "</timeStamp>"),
