@@ -237,6 +237,9 @@ private:
         const unsigned char* value;
         unsigned int length;
     };
+    // Midnight of 4 December 2009 in Italy: CRLs before it did not keep the certificates that
+    // expired, so an expiry before it cannot be told from a revocation.
+    static constexpr long kCRLAmnestyDate = 1259881200;
     // Deepest nesting of counter-signatures followed.
     static constexpr int kMaxCounterDepth = 16;
 

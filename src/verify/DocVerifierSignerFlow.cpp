@@ -32,6 +32,7 @@
 #include "pkix/Validity.h"
 #include "trust/CertVerifier.h"
 #include "verify/DocVerifier.h"
+#include "verify/ReportParts.h"
 #include "verify/SignerParts.h"
 #include "xml/XMLFile.h"
 
@@ -43,21 +44,8 @@ const char kSHA256[] = "2.16.840.1.101.3.4.2.1";
 const char kSHA1[] = "1.3.14.3.2.26";
 const char kRSAEncryption[] = "1.2.840.113549.1.1.1";
 constexpr unsigned char kSignerUsage = 0x40;  // nonRepudiation
-constexpr long kCRLAmnestyDate = 1259881200;  // midnight of 4 December 2009 in Italy
 
 using pkix::ownedText;
-
-std::string shortName(const Name* name) {
-    return name != nullptr ? ownedText(name->getPrintableShortString(
-                                 kNameLabelOIDs, kNameShortLabels, kNameLabelCount))
-                           : std::string();
-}
-
-// Frees a record copy on every way out.
-struct InfoCopy {
-    infoEntry entry{};
-    ~InfoCopy() { records::cleanInfo(&entry); }
-};
 
 }  // namespace
 
@@ -240,7 +228,7 @@ unsigned char DocVerifier::verifySigner(const SignerParts& s, const ParentSignat
         return failWith(5125);
     }
     // The record is copied: a time-stamp token below refills the tables.
-    InfoCopy record;
+    records::InfoCopy record;
     records::cloneInfo(&record.entry, table[at]);
     const infoEntry& info = record.entry;
     if (log) {

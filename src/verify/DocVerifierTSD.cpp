@@ -16,17 +16,12 @@
 #include "pkix/TimeStampToken.h"
 #include "pkix/TimeStampedData.h"
 #include "verify/DocVerifier.h"
+#include "verify/ReportParts.h"
 #include "xml/XMLFile.h"
 
 namespace {
 
 constexpr unsigned long kErrNoDocument = 5193;
-
-// A report tree of its own, built aside and copied into the main report when complete.
-struct SideReport {
-    Buffer text;
-    XMLFile xml{&text};
-};
 
 // Runs its action when the scope ends, on every way out.
 template <class F>

@@ -35,6 +35,7 @@
 #include "pkix/Validity.h"
 #include "trust/CertVerifier.h"
 #include "verify/DocVerifier.h"
+#include "verify/ReportParts.h"
 #include "verify/SignerParts.h"
 #include "xml/XMLFile.h"
 
@@ -59,22 +60,10 @@ constexpr unsigned long kErrESSv2 = 5213;
 constexpr unsigned long kErrTokenNotVerified = 5201;
 constexpr unsigned long kErrAugust2010 = 5225;
 
-std::string shortName(const Name* name) {
-    return name != nullptr ? ownedText(name->getPrintableShortString(
-                                 kNameLabelOIDs, kNameShortLabels, kNameLabelCount))
-                           : std::string();
-}
-
 bool sameDigest(const DigestInfo* digest, const unsigned char* bytes, unsigned int length) {
     return digest != nullptr && bytes != nullptr && digest->getLength() == length &&
            memcmp(digest->_getDigest(), bytes, length) == 0;
 }
-
-// Frees a record copy on every way out.
-struct InfoCopy {
-    infoEntry entry{};
-    ~InfoCopy() { records::cleanInfo(&entry); }
-};
 
 }  // namespace
 
@@ -203,7 +192,7 @@ unsigned char DocVerifier::verifyToken(Content* content, const SignerParts* sign
     SignerParts authority = signerPartsOf(signers->_getElement(0));
     int at = findSignerRecord(authority, cmsInfos);
     if (at < 0) return failWith(kErrNotFound);
-    InfoCopy record;
+    records::InfoCopy record;
     records::cloneInfo(&record.entry, cmsInfos[at]);
     const infoEntry& info = record.entry;
     if (log) {

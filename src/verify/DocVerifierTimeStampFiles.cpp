@@ -16,6 +16,7 @@
 #include "pkix/TimeStampResp.h"
 #include "pkix/TimeStampToken.h"
 #include "verify/DocVerifier.h"
+#include "verify/ReportParts.h"
 #include "xml/XMLFile.h"
 
 namespace {
@@ -29,12 +30,6 @@ bool isTokenVersion(const Content* content) {
     return signedData != nullptr &&
            (signedData->getVersion() == 3 || signedData->getVersion() == 4);
 }
-
-// A report tree of its own, built aside and copied into the main report when complete.
-struct SideReport {
-    Buffer text;
-    XMLFile xml{&text};
-};
 
 }  // namespace
 

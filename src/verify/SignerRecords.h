@@ -74,6 +74,12 @@ int searchInfo(const infoEntry* table, const unsigned char* keyId, unsigned int 
 // False when the certificate is not proper BER (it is recorded all the same).
 bool fillInfo(infoEntry* entry, const Certificate* certificate, bool withExtKeyUsage, Buffer* view);
 
+// A record copy freed on every way out of its scope.
+struct InfoCopy {
+    infoEntry entry{};
+    ~InfoCopy() { cleanInfo(&entry); }
+};
+
 void cleanDigests(digestTableEntry* table);
 // Digests data once for each algorithm of the set, in order, and once more with SHA-256 when
 // the set lacks it; an algorithm the device lacks leaves a null digest.

@@ -24,8 +24,6 @@ using pkix::ownedText;
 constexpr long kConservationStartDate = 1083103200;
 // Midnight of 4 December 2004 in Italy.
 constexpr long kConservationTwentyYearDate = 1102114800;
-// Midnight of 4 December 2009 in Italy: CRLs before it did not keep expired certificates.
-constexpr long kCRLAmnestyDate = 1259881200;
 
 constexpr unsigned long kErrTokenExpired = 5210;
 constexpr unsigned long kErrNotConserved = 5211;

@@ -14,6 +14,8 @@
 #include "asn1/X500Time.h"
 #include "crypto/CryptoDevice.h"
 #include "crypto/CryptoKi.h"
+#include "support/EngineFixture.h"
+#include "support/ReportText.h"
 #include "support/VecFile.h"
 #include "trust/CACache.h"
 #include "trust/LocalTrustStore.h"
@@ -29,14 +31,6 @@ std::string engineData(const std::string& name) {
 std::string fileBytes(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
-std::string flat(const std::string& xml) {
-    std::string out;
-    for (char c : xml) {
-        if (c != '\n') out += c;
-    }
-    return out;
 }
 
 bool exists(const std::string& path) {
@@ -74,29 +68,11 @@ TEST(EngineDatedRules, EveryCombinationOfProofs) {
 
 // Envelopes of tests/data/engine verified with the root in the trust list and no report unless
 // the test makes one.
-class EngineFiles : public ::testing::Test {
+class EngineFiles : public EngineFixture {
 protected:
-    static void SetUpTestSuite() {
-        ki = new CryptoKi();
-        device = new CryptoDevice(ki);
-        ASSERT_NE(device->openToken(0, nullptr, 0), 0u);
-    }
-    static void TearDownTestSuite() {
-        delete device;
-        delete ki;
-    }
     void SetUp() override {
-        CACache::init();
-        CACache::setDownloadCRL(2);
         // No CRL is needed by these envelopes' signers; none is served.
-        CACache::setCRLTransport(
-            [](const char*, Buffer*, X500Time** stamp) -> unsigned char {
-                *stamp = nullptr;
-                return 0;
-            },
-            nullptr);
-        store = std::make_unique<LocalTrustStore>(device);
-        ASSERT_EQ(store->addCACert(engineData("pki/root.pem").c_str()), 255);
+        startStore(engineData("pki/root.pem"), "", "");
         dir = ::testing::TempDir() + "/engine_" +
               ::testing::UnitTest::GetInstance()->current_test_info()->name();
         mkdir(dir.c_str(), 0755);
@@ -104,19 +80,8 @@ protected:
             std::remove((dir + name).c_str());
         }
     }
-    void TearDown() override {
-        CACache::setCRLTransport(nullptr, nullptr);
-        store->clean();
-    }
-
-    static CryptoKi* ki;
-    static CryptoDevice* device;
-    std::unique_ptr<LocalTrustStore> store;
     std::string dir;
 };
-
-CryptoKi* EngineFiles::ki = nullptr;
-CryptoDevice* EngineFiles::device = nullptr;
 
 TEST_F(EngineFiles, TheInnermostDataIsTheContent) {
     DocVerifier verifier(device, store.get());
@@ -194,7 +159,7 @@ TEST_F(EngineFiles, AFileThatIsNoEnvelopeOrNoSignedData) {
     // Plain text is no PKCS#7 envelope at all.
     EXPECT_FALSE(verifier.verifyPKCS7File(engineData("document.txt").c_str(), nullptr, nullptr));
     EXPECT_EQ(verifier.getErrCode(), 5123ul);
-    std::string xml = flat(report.getXML(1));
+    std::string xml = flatReport(report.getXML(1));
     EXPECT_NE(xml.find("<errorMessage>Il file non contiene una busta PKCS#7</errorMessage>"
                        "<status>KO</status></signedData>"),
               std::string::npos)
@@ -210,7 +175,7 @@ TEST_F(EngineFiles, ADetachedEnvelopeWithoutItsDocument) {
     // Detached, and no document given: nothing to digest.
     EXPECT_TRUE(verifier.verifyPKCS7File(engineData("detached.p7s").c_str(), nullptr, nullptr));
     EXPECT_EQ(verifier.getErrCode(), 5193ul);
-    std::string xml = flat(report.getXML(1));
+    std::string xml = flatReport(report.getXML(1));
     EXPECT_NE(xml.find("<errorMessage>Documento originale non trovato</errorMessage>"),
               std::string::npos)
         << xml;

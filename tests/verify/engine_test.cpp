@@ -12,6 +12,7 @@
 #include "asn1/X500Time.h"
 #include "crypto/CryptoDevice.h"
 #include "crypto/CryptoKi.h"
+#include "support/EngineFixture.h"
 #include "support/ReportText.h"
 #include "support/VecFile.h"
 #include "trust/CACache.h"
@@ -25,35 +26,11 @@ std::string engineData(const std::string& name) {
     return testData("engine/" + name);
 }
 
-class Engine : public ::testing::Test {
+class Engine : public EngineFixture {
 protected:
-    static void SetUpTestSuite() {
-        ki = new CryptoKi();
-        device = new CryptoDevice(ki);
-        ASSERT_NE(device->openToken(0, nullptr, 0), 0u);
-    }
-    static void TearDownTestSuite() {
-        delete device;
-        delete ki;
-    }
-
     void SetUp() override {
-        CACache::init();
-        CACache::setDownloadCRL(2);
-        // The root's CRL, served from the test data for its one URI.
-        CACache::setCRLTransport(
-            [](const char* uri, Buffer* der, X500Time** stamp) -> unsigned char {
-                *stamp = nullptr;
-                if (std::string(uri) != "http://127.0.0.1/engine.crl") return 0;
-                return der->fromFile(engineData("pki/root.crl").c_str());
-            },
-            nullptr);
-        store = std::make_unique<LocalTrustStore>(device);
-        ASSERT_EQ(store->addCACert(engineData("pki/root.pem").c_str()), 255);
-    }
-    void TearDown() override {
-        CACache::setCRLTransport(nullptr, nullptr);
-        store->clean();
+        startStore(engineData("pki/root.pem"), "http://127.0.0.1/engine.crl",
+                   engineData("pki/root.crl"));
     }
 
     // Verifies one case and gives the flat report.
@@ -66,13 +43,7 @@ protected:
         if (c.has("july2011")) verifier.setCheckJuly2011Constraint(std::stoi(c.get("july2011")));
         if (c.has("nested")) verifier.setCheckEncapSigs(std::stoi(c.get("nested")));
         if (c.has("time")) {
-            X500Time when;
-            Buffer b;
-            std::string t = c.get("time");
-            b.writeASN1Header(X500Time::kUTCTime, static_cast<unsigned int>(t.size()));
-            b.writeBytes(reinterpret_cast<const unsigned char*>(t.data()),
-                         static_cast<unsigned int>(t.size()));
-            EXPECT_TRUE(when.unwrapASN1(&b));
+            X500Time when = utcTimeOf(c.get("time"));
             EXPECT_EQ(verifier.setVerificationTime(&when), 255);
         }
         std::string file = engineData(c.get("file"));
@@ -90,14 +61,7 @@ protected:
 
     // Runs every case of a .vec file of tests/data/engine.
     void checkCases(const std::string& vec, size_t atLeast);
-
-    static CryptoKi* ki;
-    static CryptoDevice* device;
-    std::unique_ptr<LocalTrustStore> store;
 };
-
-CryptoKi* Engine::ki = nullptr;
-CryptoDevice* Engine::device = nullptr;
 
 void Engine::checkCases(const std::string& vec, size_t atLeast) {
     auto cases = casesOfKind(readVecFile(engineData(vec)), "case");

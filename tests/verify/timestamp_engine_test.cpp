@@ -13,6 +13,7 @@
 #include "asn1/X500Time.h"
 #include "crypto/CryptoDevice.h"
 #include "crypto/CryptoKi.h"
+#include "support/EngineFixture.h"
 #include "support/ReportText.h"
 #include "support/VecFile.h"
 #include "trust/CACache.h"
@@ -26,47 +27,12 @@ std::string tsData(const std::string& name) {
     return testData("tsengine/" + name);
 }
 
-X500Time utcTime(const std::string& text) {
-    X500Time when;
-    Buffer b;
-    b.writeASN1Header(X500Time::kUTCTime, static_cast<unsigned int>(text.size()));
-    b.writeBytes(reinterpret_cast<const unsigned char*>(text.data()),
-                 static_cast<unsigned int>(text.size()));
-    EXPECT_TRUE(when.unwrapASN1(&b)) << text;
-    return when;
-}
-
-class TimeStampEngine : public ::testing::Test {
+class TimeStampEngine : public EngineFixture {
 protected:
-    static void SetUpTestSuite() {
-        ki = new CryptoKi();
-        device = new CryptoDevice(ki);
-        ASSERT_NE(device->openToken(0, nullptr, 0), 0u);
-    }
-    static void TearDownTestSuite() {
-        delete device;
-        delete ki;
-    }
-
     void SetUp() override {
-        CACache::init();
-        CACache::setDownloadCRL(2);
-        // The root's CRL, served from the test data for its one URI.
-        CACache::setCRLTransport(
-            [](const char* uri, Buffer* der, X500Time** stamp) -> unsigned char {
-                *stamp = nullptr;
-                if (std::string(uri) != "http://127.0.0.1/tsengine.crl") return 0;
-                return der->fromFile(tsData("pki/root.crl").c_str());
-            },
-            nullptr);
-        store = std::make_unique<LocalTrustStore>(device);
-        ASSERT_EQ(store->addCACert(trustedRoot().c_str()), 255);
+        startStore(trustedRoot(), "http://127.0.0.1/tsengine.crl", tsData("pki/root.crl"));
     }
     virtual std::string trustedRoot() const { return tsData("pki/root.pem"); }
-    void TearDown() override {
-        CACache::setCRLTransport(nullptr, nullptr);
-        store->clean();
-    }
 
     void configure(DocVerifier* verifier, const VecCase& c) {
         if (c.has("july2011")) verifier->setCheckJuly2011Constraint(std::stoi(c.get("july2011")));
@@ -75,7 +41,7 @@ protected:
         if (c.has("sigcert"))
             verifier->setCheckSigningCertificateAttr(std::stoi(c.get("sigcert")) ? 255 : 0);
         if (c.has("time")) {
-            X500Time when = utcTime(c.get("time"));
+            X500Time when = utcTimeOf(c.get("time"));
             EXPECT_EQ(verifier->setVerificationTime(&when), 255);
         }
     }
@@ -103,14 +69,7 @@ protected:
                 return 0;
         }
     }
-
-    static CryptoKi* ki;
-    static CryptoDevice* device;
-    std::unique_ptr<LocalTrustStore> store;
 };
-
-CryptoKi* TimeStampEngine::ki = nullptr;
-CryptoDevice* TimeStampEngine::device = nullptr;
 
 TEST_F(TimeStampEngine, EveryCaseGivesItsVerdicts) {
     auto cases = casesOfKind(readVecFile(tsData("tsengine.vec")), "case");
@@ -179,7 +138,7 @@ TEST_F(EnvelopeTimes, ACallersTimeComesBackAfterTheEnvelope) {
     report.openTag("sigilo");
     verifier.setXMLOutput(&report);
     verifier.setCheckJuly2011Constraint(0);
-    X500Time chosen = utcTime("250101120000Z");
+    X500Time chosen = utcTimeOf("250101120000Z");
     ASSERT_EQ(verifier.setVerificationTime(&chosen), 255);
     verifier.verifyDetachedTimeStamp(testData("verify/doc_der.p7m").c_str(),
                                      testData("verify/doc.tsr").c_str(), nullptr);
