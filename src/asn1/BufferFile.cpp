@@ -179,12 +179,15 @@ unsigned char Buffer::toFile(const char* path) {
     return toFile(file.fd);
 }
 
-// The open truncates the file before the write lock is held; a reader holding the read lock
-// at that moment may find it empty. Callers that share these files live with that order.
+// The file is emptied only once the write lock is held: a reader in another process, holding
+// the read lock, then sees either the former content or the new one, never an empty or
+// half-written file; and a writer that waited for the lock cannot leave the tail of a longer
+// earlier write behind its own.
 unsigned char Buffer::toLockedFile(const char* path) {
     if (path == nullptr) return 0;
-    FileCloser file{open(path, O_WRONLY | O_CREAT | O_TRUNC, 0644)};
+    FileCloser file{open(path, O_WRONLY | O_CREAT, 0644)};
     if (file.fd < 0 || !lockWhole(file.fd, F_WRLCK)) return 0;
+    if (ftruncate(file.fd, 0) != 0) return 0;
     return toFile(file.fd);
 }
 

@@ -61,7 +61,14 @@ unsigned char importCACertsCache(const char* file) {
 
 unsigned char importCACertsListTSL(const char* tslFile, const char* signerCert) {
     if (cache == nullptr || docVerifier == nullptr || signerCert == nullptr) return 0;
+    // The signer is trusted only for the check of the list's own signature: a list that is
+    // refused must not leave it behind, or documents under it would verify in this process.
+    bool signerWasTrusted = standAlone && cache->holdsCACert(signerCert);
     addCACert(signerCert);
+    auto refuse = [&]() -> unsigned char {
+        if (standAlone && !signerWasTrusted) cache->removeCACert(signerCert);
+        return 0;
+    };
     // The trust list is verified as an ordinary document, in a report of its own that is then
     // thrown away. A report the caller is collecting is set aside meanwhile, not lost.
     XMLFile* callersReport = out;
@@ -77,7 +84,7 @@ unsigned char importCACertsListTSL(const char* tslFile, const char* signerCert) 
     deleteResults();
     out = callersReport;
     docVerifier->setXMLOutput(out);
-    if (!isXML || !handled || !allGood || getErrorCode() != NoError) return 0;
+    if (!isXML || !handled || !allGood || getErrorCode() != NoError) return refuse();
 
     cache->clean();
     loadedCACertList = cache->initCACertListTSL(tslFile);

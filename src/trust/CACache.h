@@ -83,10 +83,13 @@ struct CRLCacheEntry {
     // The CA that signed the CRL: its row in the CA table and its index in that row.
     int caRow;
     int caIndex;
-    // The CRL without its signature (its CertificateListInfo) as DER; null while the row has no
-    // CRL. The CRL classes parse it when a serial is looked up.
+    // The whole signed CRL as it arrived; null while the row has no CRL. The CRL classes parse
+    // it when a serial is looked up.
     unsigned char* crl;
     unsigned int crlLength;
+    // 255 once this process has proved the row's CRL (its issuer in the CA table, its
+    // signature); a row read from the file waits for that proof before it is used.
+    unsigned char checked;
     X500Time* thisUpdate;
     X500Time* nextUpdate;
     // When the CRL was fetched, by the server's word (the HTTP Last-Modified date).
@@ -130,7 +133,8 @@ public:
     // ---- The CA table ----
     unsigned char saveCACertList(const char* path);
     // Adds the file's rows over the table from row 0; a caller that wants only the file's rows
-    // calls clean first. 0 only when the file cannot be read: a damaged file still gives 255.
+    // calls clean first. 0 when the file cannot be read or does not read as a whole list (the
+    // rows read before the damage are then in the table, but not counted).
     unsigned char loadCACertList(const char* path);
     // One certificate, DER or PEM, from a file.
     unsigned char addCACert(const char* path);
@@ -151,6 +155,11 @@ public:
     // The same search for any signed object, whose check against a key the caller supplies.
     int getCAIndex(int row, const AuthorityKeyIdentifier* aki,
                    const std::function<unsigned char(KeyInfo* key)>& verifies);
+    // Whether exactly this certificate (DER or PEM file) stands in the table.
+    unsigned char holdsCACert(const char* path);
+    // Takes the last copy of exactly this certificate out of the table again; 0 when there is
+    // none. For undoing an addition that turned out not to be wanted.
+    unsigned char removeCACert(const char* path);
     // Whether the identifier names the certificate: by issuer and serial, else by key identifier.
     unsigned char checkKeyId(const AuthorityKeyIdentifier* aki, const Certificate* certificate);
     // Whether the issuer of the DER certificate has a row. No signature is checked.
@@ -209,6 +218,12 @@ public:
     // Fetches every URI of the name into its row, making the rows that are new. 0 only when
     // the table is full.
     unsigned char retrieveCRL(const DistributionPointName* name, int caRow);
+    // The first fetch into a row just claimed, whose semaphore the caller holds; takes the URI
+    // (a new[] array) over. A CRL that arrives stale is followed to its issuing distribution
+    // point. 0 when nothing could be fetched (the row stays, without CRL).
+    unsigned char retrieveCRL(char* uri, int row);
+    // Fetches every URI of the name into the row; 0 when the name has no full name.
+    unsigned char followCRL(const DistributionPointName* name, int row);
     // Fetches one URI into a row: 255 when a CRL arrived and passed isCRLOk, whether or not it
     // replaced the row's.
     unsigned char doRetrieveCRL(const char* uri, int row);
@@ -247,6 +262,7 @@ private:
     static char* shortText(const Name* name);
     // The URI a CA certificate's row is keyed by (a new array), or null.
     static char* rowURI(const Certificate* certificate);
+    bool findExactCert(Certificate* certificate, int* row, int* index);
     // Adds under the exclusive table lock; the row, or -1 when the table is full.
     int insertCertificate(const Certificate* certificate);
     // Frees every CA row; the caller holds certMutex.
@@ -257,7 +273,8 @@ private:
     static CertList* rowCertificates(int row);
     // The CA table into the buffer; the caller holds certMutex.
     static void encodeCACertList(Buffer* b);
-    static void decodeCACertList(Buffer* b);
+    // false when the file does not read as a whole list of rows.
+    static bool decodeCACertList(Buffer* b);
     // The CRL table into the buffer; the caller holds crlMutex.
     static void encodeCRLCache(Buffer* b);
     static void decodeCRLCache(Buffer* b);
@@ -270,10 +287,16 @@ private:
     bool isStale(int row, const char* uri);
     // Keeps a fetched CRL in the row if it is newer than the row's; the caller holds the row's
     // semaphore.
-    void storeCRL(int row, const CertificateListInfo* info, X500Time* timeStamp);
+    void storeCRL(int row, const unsigned char* der, unsigned int length,
+                  const CertificateListInfo* info, X500Time* timeStamp);
+    // Proves a row read from the file (its CRL whole, its issuer a CA of the table, its
+    // signature) or drops the row's CRL; the caller holds the row's semaphore.
+    void checkStoredRow(int row);
+    static void dropRowCRL(CRLCacheEntry* entry);
     // The row of the URI, or -1; the caller holds crlMutex.
     static int findCRLRow(const char* uri);
-    // The signed part of a CRL kept in a row, parsed; null when it does not parse.
+    // The signed part of a CRL kept in a row, parsed; null unless the row's bytes are exactly
+    // one CertificateList.
     static CertificateListInfo* parseStoredCRL(const unsigned char* der, unsigned int length);
     // Makes the newest usable CRL row between best and row the best one.
     void considerRow(int row, int caRow, int* best);

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "asn1/Buffer.h"
+#include "asn1/SecureBuffer.h"
 #include "asn1/X500Time.h"
 #include "net/Logger.h"
 #include "net/Mutex.h"
@@ -36,16 +37,72 @@ constexpr unsigned char kReasonHold = 6;
 
 }  // namespace
 
-// The signed part is read with a NULL behind it: its reader peeks one element past its last
-// field, and the row keeps the signed part alone.
+// A row keeps the whole signed CRL as it arrived. It reads back only if the bytes are one
+// CertificateList and nothing else: a row whose stored bytes lost their shape gives no CRL at all,
+// never one with part of its revoked list gone.
 CertificateListInfo* CACache::parseStoredCRL(const unsigned char* der, unsigned int length) {
-    if (der == nullptr) return nullptr;
+    if (der == nullptr || length == 0) return nullptr;
     Buffer in;
     in.fromByteArray(der, length);
-    in.writeNULL();
-    auto info = std::make_unique<CertificateListInfo>();
-    if (!info->unwrapASN1(&in)) return nullptr;
-    return info.release();
+    CertificateList crl;
+    if (!crl.unwrapASN1(&in) || in.getReadPos() != length) return nullptr;
+    return crl._detachCertListInfo();
+}
+
+// A row read from the file is trusted only once its CRL has been read back whole and its
+// signature checked again by a CA of this process's table: the file is outside the library's
+// hands between two runs. A row that fails loses its CRL and is then fetched again where the
+// mode allows. The caller holds the row's semaphore; the search's own result code stays as it
+// was, since a dropped row is not an answer by itself.
+void CACache::checkStoredRow(int row) {
+    CRLCacheEntry& entry = crlCache[row];
+    if (entry.crl == nullptr || entry.checked) return;
+    unsigned long keepError = lastError;
+    bool good = false;
+    {
+        SecureBuffer in(kBufferSize, cryptoDevice);
+        in.fromByteArray(entry.crl, entry.crlLength);
+        CertificateList crl;
+        if (crl.unwrapASN1(&in) && in.getReadPos() == entry.crlLength) {
+            std::unique_ptr<CertificateListInfo> info(crl._detachCertListInfo());
+            int caRow = -1, caIndex = -1;
+            if (isCRLOk(&crl, info.get(), &caRow, &caIndex) && info->_getThisUpdate() != nullptr) {
+                // The row's own copies of the dates and issuer are taken again from the CRL
+                // that was just proved, so no damage to them can stand either.
+                entry.caRow = caRow;
+                entry.caIndex = caIndex;
+                delete entry.thisUpdate;
+                entry.thisUpdate = info->getThisUpdate();
+                delete entry.nextUpdate;
+                entry.nextUpdate = info->getNextUpdate();
+                delete entry.expiredCertsOnCRL;
+                entry.expiredCertsOnCRL = includeExpiredCerts(info.get());
+                delete[] entry.issuer;
+                entry.issuer = shortText(info->_getIssuer());
+                good = true;
+            }
+        }
+    }
+    lastError = keepError;
+    if (good) {
+        entry.checked = 255;
+        return;
+    }
+    if (log != nullptr) log->print(3, "CRL della cache non valida, ignorata: %s", entry.uri);
+    dropRowCRL(&entry);
+}
+
+void CACache::dropRowCRL(CRLCacheEntry* entry) {
+    delete[] entry->crl;
+    entry->crl = nullptr;
+    entry->crlLength = 0;
+    entry->checked = 0;
+    delete entry->thisUpdate;
+    entry->thisUpdate = new X500Time();
+    delete entry->nextUpdate;
+    entry->nextUpdate = nullptr;
+    delete entry->expiredCertsOnCRL;
+    entry->expiredCertsOnCRL = nullptr;
 }
 
 X500Time* CACache::includeExpiredCerts(const CertificateListInfo* info) {
@@ -111,6 +168,7 @@ int CACache::getCRL(const DistributionPointName* name, int caRow) {
         if (row >= 0) {
             crlMutex->unlock();
             crlCache[row].semaphore->wait();
+            checkStoredRow(row);
             bool fetch = crlCache[row].crl == nullptr ||
                          (downloadCRL == 3 || (downloadCRL != 1 && isStale(row, uri.get())));
             if (downloadCRL != 4 && fetch) doRetrieveCRL(uri.get(), row);
@@ -135,20 +193,17 @@ int CACache::getCRL(const DistributionPointName* name, int caRow) {
         CRLCacheEntry& entry = crlCache[row];
         entry.semaphore->wait();
         crlMutex->unlock();
-        delete[] entry.uri;
-        entry.uri = uri.release();
-        delete entry.thisUpdate;
-        delete entry.timeStamp;
-        entry.thisUpdate = new X500Time();
-        entry.timeStamp = new X500Time();
-        if (doRetrieveCRL(entry.uri, row)) considerRow(row, caRow, &best);
+        if (retrieveCRL(uri.release(), row)) considerRow(row, caRow, &best);
         entry.semaphore->post();
     }
     return best;
 }
 
+// Only the result code is cleared here: a revocation date found for a CA higher up the path
+// must stay readable after the search for the certificate below it (its caller clears the
+// rest before each certificate it verifies).
 unsigned char CACache::searchCRL(const DistributionPointName* name, int caRow, const char* serial) {
-    resetReport();
+    lastError = kNoError;
     int row = getCRL(name, caRow);
     if (row < 0) {
         lastError = 5137;
@@ -157,6 +212,9 @@ unsigned char CACache::searchCRL(const DistributionPointName* name, int caRow, c
     }
     CRLCacheEntry& entry = crlCache[row];
     entry.semaphore->wait();
+    delete thisUpdate;
+    delete nextUpdate;
+    delete expiredCertsOnCRL;
     thisUpdate = entry.thisUpdate != nullptr ? entry.thisUpdate->clone() : nullptr;
     nextUpdate = entry.nextUpdate != nullptr ? entry.nextUpdate->clone() : nullptr;
     expiredCertsOnCRL =
@@ -188,6 +246,11 @@ unsigned char CACache::searchCRL(const DistributionPointName* name, int caRow, c
         const RevokedCertificate* entryOnList = revoked->_getRevokedCertificatePointer(i);
         Text text(entryOnList->printUserCertificate(16));
         if (text == nullptr || strcmp(text.get(), serial) != 0) continue;
+        // This certificate's own findings replace those of any CA above it.
+        reason = 0;
+        delete revocationDate;
+        delete invalidSince;
+        invalidSince = nullptr;
         revocationDate = entryOnList->getRevocationDate();
         const ExtensionList* extensions = entryOnList->_getCrlEntryExtensions();
         if (const Extension* code = trust::findExtension(extensions, kReasonCode)) {

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <string>
 
 #include "asn1/Buffer.h"
 #include "asn1/SecureBuffer.h"
@@ -239,4 +240,67 @@ unsigned char CACache::trustedCA(const unsigned char* der, unsigned int length) 
         if (subject != nullptr && strcasecmp(subject, issuer.get()) == 0) return 255;
     }
     return 0;
+}
+
+namespace {
+
+// The DER of a certificate, for comparing two of them byte for byte.
+std::string derOf(Certificate* certificate) {
+    Buffer b;
+    b.enlarge(certificate->getWrapLength(&b));
+    certificate->wrapASN1(&b);
+    return std::string(reinterpret_cast<const char*>(b._getData()), b.getWritePos());
+}
+
+}  // namespace
+
+// The row and index of the last copy of exactly this certificate, or false; the caller holds
+// the table lock.
+bool CACache::findExactCert(Certificate* certificate, int* row, int* index) {
+    Text subject(shortText(certificate->_getCertInfo()->_getSubject()));
+    if (subject == nullptr) return false;
+    std::string wanted = derOf(certificate);
+    for (int r = caCertListMax - 1; r >= 0; --r) {
+        const CACertEntry& entry = caCertList[r];
+        if (entry.subject == nullptr || entry.certs == nullptr ||
+            strcasecmp(entry.subject, subject.get()) != 0) {
+            continue;
+        }
+        for (int i = entry.certs->getCount() - 1; i >= 0; --i) {
+            Certificate* held = entry.certs->_getElement(i);
+            if (held != nullptr && derOf(held) == wanted) {
+                *row = r;
+                *index = i;
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+unsigned char CACache::holdsCACert(const char* path) {
+    std::unique_ptr<Certificate> certificate(readCertificateFile(path));
+    if (certificate == nullptr || certificate->_getCertInfo() == nullptr) return 0;
+    std::shared_lock<std::shared_mutex> table(certTableLock);
+    int row, index;
+    return findExactCert(certificate.get(), &row, &index) ? 255 : 0;
+}
+
+// Undoes an addCACert: the certificate leaves its row, and a row left empty at the end of the
+// table goes with it (rows before the end keep their places, which CRL rows refer to).
+unsigned char CACache::removeCACert(const char* path) {
+    std::unique_ptr<Certificate> certificate(readCertificateFile(path));
+    if (certificate == nullptr || certificate->_getCertInfo() == nullptr) return 0;
+    MutexLock hold(*certMutex);
+    std::unique_lock<std::shared_mutex> table(certTableLock);
+    int row, index;
+    if (!findExactCert(certificate.get(), &row, &index)) return 0;
+    CACertEntry& entry = caCertList[row];
+    delete entry.certs->_getElement(index);
+    entry.certs->removeElementAt(index);
+    if (entry.certs->getCount() == 0 && row == caCertListMax - 1) {
+        freeCACertRow(&entry);
+        --caCertListMax;
+    }
+    return 255;
 }

@@ -46,8 +46,12 @@ bool CACache::isStale(int row, const char* uri) {
     return remote != nullptr && (entry.timeStamp == nullptr || *remote > *entry.timeStamp);
 }
 
-void CACache::storeCRL(int row, const CertificateListInfo* info, X500Time* timeStamp) {
+void CACache::storeCRL(int row, const unsigned char* der, unsigned int length,
+                       const CertificateListInfo* info, X500Time* timeStamp) {
     CRLCacheEntry& entry = crlCache[row];
+    // The comparison below must be with a CRL that was proved, not with dates a damaged file
+    // may carry.
+    checkStoredRow(row);
     if (entry.crl != nullptr && entry.thisUpdate != nullptr &&
         !(*info->_getThisUpdate() > *entry.thisUpdate)) {
         delete timeStamp;
@@ -55,11 +59,11 @@ void CACache::storeCRL(int row, const CertificateListInfo* info, X500Time* timeS
     }
     note(6, entry.crl != nullptr ? 4638 : 4637,
          entry.crl != nullptr ? "Aggiornata CRL nella cache" : "Inserita nuova CRL nella cache");
-    Buffer der;
-    der.enlarge(const_cast<CertificateListInfo*>(info)->getWrapLength(&der));
-    const_cast<CertificateListInfo*>(info)->wrapASN1(&der);
     delete[] entry.crl;
-    der.toByteArray(&entry.crl, &entry.crlLength);
+    entry.crl = new unsigned char[length];
+    memcpy(entry.crl, der, length);
+    entry.crlLength = length;
+    entry.checked = 255;
     delete entry.timeStamp;
     entry.timeStamp = timeStamp != nullptr ? timeStamp : new X500Time();
     delete entry.thisUpdate;
@@ -90,19 +94,59 @@ unsigned char CACache::doRetrieveCRL(const char* uri, int row) {
     }
     std::unique_ptr<X500Time> timeStamp(stamp);
     CertificateList crl;
+    unsigned int from = der.getReadPos();
     if (!crl.unwrapASN1(&der)) return 0;
+    unsigned int to = der.getReadPos();
     std::unique_ptr<CertificateListInfo> info(crl._detachCertListInfo());
     int caRow = -1, caIndex = -1;
     if (!isCRLOk(&crl, info.get(), &caRow, &caIndex)) return 0;
     crlCache[row].caRow = caRow;
     crlCache[row].caIndex = caIndex;
-    storeCRL(row, info.get(), timeStamp.release());
+    // The row keeps the signed CRL as it came, so that it can be proved again after a reload.
+    storeCRL(row, der._getData() + from, to - from, info.get(), timeStamp.release());
     return 255;
 }
 
-// One URI of a distribution point into its row, made when new; a stale CRL sends the fetch on
-// to the issuing distribution point it names, in case a fresher CRL stands there. The caller
-// holds nothing; 0 only when the table is full.
+// The first fetch of a URI into a row just claimed (the caller holds its semaphore), which
+// takes the URI over. A CRL that arrives already stale sends the fetch on to the issuing
+// distribution point it names, in case a fresher CRL stands there.
+unsigned char CACache::retrieveCRL(char* uri, int row) {
+    CRLCacheEntry& entry = crlCache[row];
+    delete[] entry.uri;
+    entry.uri = uri;
+    delete[] entry.crl;
+    entry.crl = nullptr;
+    entry.crlLength = 0;
+    entry.checked = 0;
+    delete entry.timeStamp;
+    delete entry.thisUpdate;
+    entry.timeStamp = new X500Time();
+    entry.thisUpdate = new X500Time();
+    if (!doRetrieveCRL(entry.uri, row)) return 0;
+    std::unique_ptr<X500Time> now(SystemClock::getUTCTime());
+    if (entry.nextUpdate == nullptr || !(*entry.nextUpdate <= *now)) return 255;
+    std::unique_ptr<CertificateListInfo> info(parseStoredCRL(entry.crl, entry.crlLength));
+    std::unique_ptr<IssuingDistPointSyntax> idp =
+        info != nullptr ? trust::decodeExtension<IssuingDistPointSyntax>(trust::findExtension(
+                              info->_getCrlExtensions(), kIssuingDistributionPoint))
+                        : nullptr;
+    if (idp != nullptr && idp->_getDistributionPoint() != nullptr) {
+        followCRL(idp->_getDistributionPoint(), row);
+    }
+    return 255;
+}
+
+unsigned char CACache::followCRL(const DistributionPointName* name, int row) {
+    const GeneralNameList* names = name != nullptr ? name->_getFullName() : nullptr;
+    if (names == nullptr) return 0;
+    for (int i = 0; i < names->getCount(); ++i) {
+        Text uri(getURI(names->_getElement(i)));
+        if (uri != nullptr) doRetrieveCRL(uri.get(), row);
+    }
+    return 255;
+}
+
+// Every URI of the name into its row, made when new. 0 only when the table is full.
 unsigned char CACache::retrieveCRL(const DistributionPointName* name, int /*caRow*/) {
     const GeneralNameList* names = name != nullptr ? name->_getFullName() : nullptr;
     for (int i = 0; names != nullptr && i < names->getCount(); ++i) {
@@ -116,42 +160,21 @@ unsigned char CACache::retrieveCRL(const DistributionPointName* name, int /*caRo
             note(3, 5120, "Errore interno");
             return 0;
         }
-        bool fresh = row < 0;
-        if (fresh) {
+        if (row < 0) {
             row = crlCacheMax++;
-            CRLCacheEntry& made = crlCache[row];
             // A new row is known to no other thread yet: its semaphore is free, and taking it
             // before the mutex goes keeps the others out until its first fetch is done.
-            made.semaphore->wait();
-            delete[] made.uri;
-            made.uri = uri.release();
-            delete made.timeStamp;
-            delete made.thisUpdate;
-            made.timeStamp = new X500Time();
-            made.thisUpdate = new X500Time();
+            crlCache[row].semaphore->wait();
+            crlMutex->unlock();
+            retrieveCRL(uri.release(), row);
+        } else {
+            crlMutex->unlock();
+            // An existing row's semaphore is waited for without the mutex: its holder may be
+            // storing a CRL.
+            crlCache[row].semaphore->wait();
+            doRetrieveCRL(crlCache[row].uri, row);
         }
-        crlMutex->unlock();
-        CRLCacheEntry& entry = crlCache[row];
-        // An existing row's semaphore is waited for without the mutex: its holder may be
-        // storing a CRL.
-        if (!fresh) entry.semaphore->wait();
-        if (doRetrieveCRL(entry.uri, row) && entry.nextUpdate != nullptr) {
-            std::unique_ptr<X500Time> now(SystemClock::getUTCTime());
-            std::unique_ptr<CertificateListInfo> info(parseStoredCRL(entry.crl, entry.crlLength));
-            std::unique_ptr<IssuingDistPointSyntax> idp =
-                *entry.nextUpdate <= *now && info != nullptr
-                    ? trust::decodeExtension<IssuingDistPointSyntax>(trust::findExtension(
-                          info->_getCrlExtensions(), kIssuingDistributionPoint))
-                    : nullptr;
-            const GeneralNameList* next = idp != nullptr && idp->_getDistributionPoint() != nullptr
-                                              ? idp->_getDistributionPoint()->_getFullName()
-                                              : nullptr;
-            for (int j = 0; next != nullptr && j < next->getCount(); ++j) {
-                Text other(getURI(next->_getElement(j)));
-                if (other != nullptr) doRetrieveCRL(other.get(), row);
-            }
-        }
-        entry.semaphore->post();
+        crlCache[row].semaphore->post();
     }
     return 255;
 }
@@ -171,6 +194,7 @@ unsigned char CACache::updateCRLCache() {
         for (int row = 0; downloadCRL != 1 && row < rows; ++row) {
             CRLCacheEntry& entry = crlCache[row];
             entry.semaphore->wait();
+            checkStoredRow(row);
             if (entry.uri != nullptr && isStale(row, entry.uri)) doRetrieveCRL(entry.uri, row);
             entry.semaphore->post();
         }

@@ -113,20 +113,20 @@ unsigned char CACache::saveCACertList(const char* path) {
     return 255;
 }
 
-void CACache::decodeCACertList(Buffer* b) {
+bool CACache::decodeCACertList(Buffer* b) {
     unsigned int end;
-    if (!readFileSet(b, &end)) return;
+    if (!readFileSet(b, &end)) return false;
     for (int row = 0;; ++row) {
         if (b->getReadPos() >= end || row >= kMaxCACertRows) {
             caCertListMax = row;
-            return;
+            return true;
         }
         unsigned int length;
-        if (!b->readASN1Sequence(&length)) return;
+        if (!b->readASN1Sequence(&length)) return false;
         Text uri, subject;
-        if (!readTextField(b, &uri) || !readTextField(b, &subject)) return;
+        if (!readTextField(b, &uri) || !readTextField(b, &subject)) return false;
         std::unique_ptr<CertList> certs(new CertList());
-        if (!certs->unwrapASN1(b)) return;
+        if (!certs->unwrapASN1(b)) return false;
         CACertEntry& entry = caCertList[row];
         freeCACertRow(&entry);
         entry.uri = uri.release();
@@ -142,10 +142,17 @@ unsigned char CACache::loadCACertList(const char* path) {
         note(3, 5150, "Impossibile leggere la lista dei Certificati");
         return 0;
     }
+    bool whole;
     {
         MutexLock hold(*certMutex);
         std::unique_lock<std::shared_mutex> table(certTableLock);
-        decodeCACertList(buffer);
+        whole = decodeCACertList(buffer);
+    }
+    // A list that does not read to its end is not the list that was saved: saying it loaded
+    // would let the caller verify against a table that silently lacks its CAs.
+    if (!whole) {
+        note(3, 5150, "Impossibile leggere la lista dei Certificati");
+        return 0;
     }
     note(6, 4654, "Caricamento lista dei certificati di CA completato");
     noteCount(6);

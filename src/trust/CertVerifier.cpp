@@ -287,6 +287,9 @@ unsigned char CertVerifier::verify(const Certificate* certificate, const Name* i
     const X500Time* from = validity != nullptr ? validity->_getNotBefore() : nullptr;
     if (to != nullptr && *now > *to) {
         updateErrCode(5127);
+        // An expired CA seen on the path may have left its date here; the signer's own date
+        // takes the place.
+        delete notAfter;
         notAfter = to->clone();
         return 255;
     }

@@ -32,6 +32,8 @@ public:
         return cache.addCACertListTSL(path);
     }
     unsigned char addCACert(const char* path) override { return cache.addCACert(path); }
+    unsigned char holdsCACert(const char* path) override { return cache.holdsCACert(path); }
+    unsigned char removeCACert(const char* path) override { return cache.removeCACert(path); }
     unsigned char trustedCA(const unsigned char* der, unsigned int length) override {
         return cache.trustedCA(der, length);
     }

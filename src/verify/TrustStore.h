@@ -32,6 +32,10 @@ public:
     virtual unsigned char addCACertListTSL(const char* path) = 0;
     // One certificate, DER or PEM.
     virtual unsigned char addCACert(const char* path) = 0;
+    // Whether exactly this certificate stands in the list, and its removal again (undoing an
+    // addCACert that turned out not to be wanted).
+    virtual unsigned char holdsCACert(const char* /*path*/) { return 0; }
+    virtual unsigned char removeCACert(const char* /*path*/) { return 0; }
     // Whether the issuer of the DER certificate is in the list.
     virtual unsigned char trustedCA(const unsigned char* der, unsigned int length) = 0;
 

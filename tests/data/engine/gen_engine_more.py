@@ -232,18 +232,19 @@ def crl_cache():
 
     class CRLRow(core.Sequence):
         _fields = [("uri", TextOrNull), ("issuer", TextOrNull), ("ca_row", core.Integer),
-                   ("ca_index", core.Integer), ("crl", acrl.TbsCertList),
+                   ("ca_index", core.Integer), ("crl", acrl.CertificateList),
                    ("this_update", ax.Time), ("next_update", ax.Time),
                    ("expired_certs_on_crl", ax.Time), ("time_stamp", ax.Time)]
 
-    tbs = acrl.CertificateList.load(open(os.path.join(PKI, "root.crl"), "rb").read())[
-        "tbs_cert_list"]
+    # The row keeps the whole signed CRL, so the store can prove it again after a reload.
+    whole = acrl.CertificateList.load(open(os.path.join(PKI, "root.crl"), "rb").read())
+    tbs = whole["tbs_cert_list"]
     issuer = ",".join("%s=%s" % (SHORT[a["type"].dotted], a["value"].native)
                       for rdn in tbs["issuer"].chosen for a in rdn)
     row = CRLRow({
         "uri": TextOrNull(name="text", value=b"http://127.0.0.1/engine.crl"),
         "issuer": TextOrNull(name="text", value=issuer.encode()), "ca_row": 0, "ca_index": 0,
-        "crl": tbs, "this_update": tbs["this_update"], "next_update": tbs["next_update"],
+        "crl": whole, "this_update": tbs["this_update"], "next_update": tbs["next_update"],
         "expired_certs_on_crl": ax.Time(name="utc_time", value=core.UTCTime("700101000000Z")),
         "time_stamp": ax.Time(name="utc_time", value=core.UTCTime("240102030405Z"))}).dump()
     os.makedirs(os.path.join(HERE, "crl"), exist_ok=True)

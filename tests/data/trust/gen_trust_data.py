@@ -396,7 +396,7 @@ class CAList(core.SetOf):
 
 class CRLRow(core.Sequence):
     _fields = [("uri", TextOrNull), ("issuer", TextOrNull), ("ca_row", core.Integer),
-               ("ca_index", core.Integer), ("crl", acrl.TbsCertList),
+               ("ca_index", core.Integer), ("crl", acrl.CertificateList),
                ("this_update", ax.Time), ("next_update", ax.Time),
                ("expired_certs_on_crl", ax.Time), ("time_stamp", ax.Time)]
 
@@ -448,12 +448,12 @@ tbs = inter_crl["tbs_cert_list"]
 unset = ax.Time(name="utc_time", value=core.UTCTime("700101000000Z"))
 crl_rows = [
     CRLRow({"uri": text("http://127.0.0.1/intermedia.crl"),
-            "issuer": text(short_text(tbs["issuer"])), "ca_row": 2, "ca_index": 0, "crl": tbs,
+            "issuer": text(short_text(tbs["issuer"])), "ca_row": 2, "ca_index": 0, "crl": inter_crl,
             "this_update": tbs["this_update"], "next_update": tbs["next_update"],
             "expired_certs_on_crl": unset,
             "time_stamp": ax.Time(name="utc_time", value=core.UTCTime("240102030405Z"))}),
     CRLRow({"uri": text("ldap://127.0.0.1/cn=Sigilo%20Test%20Intermedia"),
-            "issuer": text(None), "ca_row": 7, "ca_index": 3, "crl": tbs,
+            "issuer": text(None), "ca_row": 7, "ca_index": 3, "crl": inter_crl,
             "this_update": tbs["this_update"], "next_update": tbs["next_update"],
             "expired_certs_on_crl": ax.Time(name="general_time",
                                             value=core.GeneralizedTime("20230101000000Z")),
@@ -518,7 +518,7 @@ for n in ("ee", "ee_revoked", "ee_held"):
     block("crl_entry", cert=n, serial=serial_text(s), revoked="255" if r is not None else "0",
           reason=reason)
 
-block("crl_file", file="crlCache_two_rows", rows=2, body=tbs.dump().hex(),
+block("crl_file", file="crlCache_two_rows", rows=2, body=inter_crl.dump().hex(),
       uri0="http://127.0.0.1/intermedia.crl", issuer0=short_text(tbs["issuer"]), ca_row0=2,
       ca_index0=0, uri1="ldap://127.0.0.1/cn=Sigilo%20Test%20Intermedia", issuer1=None,
       ca_row1=7, ca_index1=3, this_update=tbs["this_update"].chosen.dump().hex(),
