@@ -198,7 +198,7 @@ unsigned char DocVerifier::walkEnvelopes(ContentInfo* outer, const char* content
     for (int i = 0; i < opened; ++i) xmlOut->closeTag();
     if (log) {
         if (allSignaturesOk) {
-            log->print(6, kNoteAllSignaturesOk, "%s", Messages::getText(kNoteAllSignaturesOk));
+            log->print(6, kNoteAllSignaturesOk, "%s", Messages::getNotice(kNoteAllSignaturesOk));
         } else {
             log->print(6, 5203, "%s", Messages::getText(5203));
         }

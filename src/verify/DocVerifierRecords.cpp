@@ -19,7 +19,7 @@ constexpr unsigned int kLogCertificateNotBER = 5222;
 unsigned char DocVerifier::calculateDigests(SignedData* signedData, const unsigned char* data,
                                             unsigned int length) {
     records::cleanDigests(digestTable);
-    if (log) log->print(7, 4690, "%s", Messages::getText(4690));
+    if (log) log->print(7, 4690, "%s", Messages::getNotice(4690));
     if (data == nullptr) {
         fail(kErrNoContent);
         return 0;
@@ -27,7 +27,7 @@ unsigned char DocVerifier::calculateDigests(SignedData* signedData, const unsign
     records::calculateDigests(digestTable, cryptoDevice,
                               signedData != nullptr ? signedData->_getDigestAlgorithms() : nullptr,
                               data, length);
-    if (log) log->print(7, 4691, "%s", Messages::getText(4691));
+    if (log) log->print(7, 4691, "%s", Messages::getNotice(4691));
     return 255;
 }
 

@@ -61,7 +61,7 @@ std::string pemOf(const Certificate* certificate) {
         if (ch != '\n' && ch != '\r') flat += ch;
     }
     for (size_t i = 0; i < flat.size(); i += 64) out += flat.substr(i, 64) + "\n";
-    return out + "-----END CERTIFICATE-----\n";
+    return out + "-----END CERTIFICATE-----";
 }
 
 void addName(XMLFile* xml, const char* element, const Name* name) {

@@ -94,7 +94,7 @@ unsigned char DocVerifier::checkSignature(const DigestInfo* digest, const Signer
     Signature signature(signer.signature, signer.signatureLength);
     std::unique_ptr<KeyInfo> key(certificate->_getCertInfo()->getSubjectPubKey());
     std::unique_ptr<DigestInfo> expected(digest->clone());
-    if (log) log->print(7, 4682, "%s", Messages::getText(4682));
+    if (log) log->print(7, 4682, "%s", Messages::getNotice(4682));
     bool ok = cryptoDevice->verify(&signature, expected.get(), key.get());
     // Some signers encode the DigestInfo without the NULL parameters of the algorithm.
     if (!ok && expected->getUseAlgorithmParameters()) {
@@ -102,8 +102,8 @@ unsigned char DocVerifier::checkSignature(const DigestInfo* digest, const Signer
         ok = cryptoDevice->verify(&signature, expected.get(), key.get());
         expected->setUseAlgorithmParameters(255);
     }
-    if (ok && log) log->print(6, 4621, "%s", Messages::getText(4621));
-    if (log) log->print(7, 4683, "%s", Messages::getText(4683));
+    if (ok && log) log->print(6, 4621, "%s", Messages::getNotice(4621));
+    if (log) log->print(7, 4683, "%s", Messages::getNotice(4683));
     return ok ? 255 : 0;
 }
 

@@ -117,11 +117,11 @@ unsigned char DocVerifier::checkImprint(const MessageImprint* imprint, const Sig
             return 0;
         }
     } else if (imprinted != nullptr && imprinted->getWritePos() > 0) {
-        if (log) log->print(7, 4690, "%s", Messages::getText(4690));
+        if (log) log->print(7, 4690, "%s", Messages::getNotice(4690));
         std::unique_ptr<DigestInfo> digest;
         if (algorithm != nullptr && cryptoDevice->setDigestAlgorithm(algorithm))
             digest.reset(imprinted->digestOutputMessage());
-        if (log) log->print(7, 4691, "%s", Messages::getText(4691));
+        if (log) log->print(7, 4691, "%s", Messages::getNotice(4691));
         if (!sameDigest(digest.get(), expected, expectedLength)) {
             // The document may have been handed over in base64: the token then stamps what
             // the text decodes to. The text is decoded in place, so it is not tried again.
@@ -158,7 +158,7 @@ unsigned char DocVerifier::verifyToken(Content* content, const SignerParts* sign
                                        SecureBuffer* imprinted) {
     if (imprinted == nullptr) imprinted = detachedBuffer.get();
     lastTimeStampTime.reset();
-    if (log) log->print(7, 4684, "%s", Messages::getText(4684));
+    if (log) log->print(7, 4684, "%s", Messages::getNotice(4684));
 
     // The token's certificates go into the CMS table; the envelope's own records are set aside
     // meanwhile, so that the signers after the one this token stamps still find theirs.
@@ -169,11 +169,11 @@ unsigned char DocVerifier::verifyToken(Content* content, const SignerParts* sign
 
     // Every failure ends here: the code stored and reported, and the envelope's table back.
     auto finish = [&](unsigned char ok) -> unsigned char {
-        if (log) log->print(7, 4685, "%s", Messages::getText(4685));
+        if (log) log->print(7, 4685, "%s", Messages::getNotice(4685));
         records::cleanInfos(cmsInfos);
         for (int i = 0; i <= records::kMaxInfos; ++i) std::swap(envelopeInfos[i], cmsInfos[i]);
         if (ok && errCode == NoError) {
-            if (log) log->print(6, 4630, "%s", Messages::getText(4630));
+            if (log) log->print(6, 4630, "%s", Messages::getNotice(4630));
             if (xmlOut != nullptr) xmlOut->insertTag("status", "OK");
             return 255;
         }
