@@ -2,6 +2,8 @@
 #   make          install missing packages, configure and build into build/
 #   make check    build and run every test through CTest
 #   make demo     build and run sigilo on the demo documents with the demo trust list
+#   make install  install the library, its header, the tool, its manual, sigilo.pc and the CMake
+#                 package under PREFIX (default /usr/local)
 #   make asan     the whole suite under AddressSanitizer + UndefinedBehaviorSanitizer (clang)
 #   make fuzz     each libFuzzer target for FUZZ_SECONDS seconds (built by make asan)
 #   make tsan     the trust-store tests (threads sharing one store) under ThreadSanitizer (clang)
@@ -14,8 +16,9 @@ TSAN_BUILD  ?= build-tsan
 JOBS        ?= $(shell nproc 2>/dev/null || echo 2)
 FUZZ_SECONDS ?= 30
 CMAKE_FLAGS ?=
+PREFIX      ?= /usr/local
 
-.PHONY: all deps build check demo asan asan-build fuzz bench tsan clean
+.PHONY: all deps build check demo install asan asan-build fuzz bench tsan clean
 
 all: build
 
@@ -31,6 +34,9 @@ check: build
 
 demo: build
 	@scripts/demo.sh $(BUILD)
+
+install: build
+	@cmake --install $(BUILD) --prefix $(PREFIX)
 
 asan-build: deps
 	@CC=clang CXX=clang++ cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug \
