@@ -18,6 +18,8 @@
 #include "frontend/Globals.h"
 #include "frontend/Messages.h"
 #include "frontend/Report.h"
+#include "tools/list_ca.h"
+#include "verify/TrustStore.h"
 
 namespace {
 
@@ -58,6 +60,8 @@ const char kUsage[] =
     "      --import-tsl FILE --tsl-signer CERT\n"
     "                             sostituisce la lista delle CA con una trust list firmata\n"
     "      --update-crl           aggiorna la cache delle CRL\n"
+    "      --list-ca              elenca le CA fidate: soggetto | seriale | validita' |\n"
+    "                             identificativo della chiave\n"
     "  -V, --version              versione\n"
     "  -h, --help                 questo aiuto\n"
     "\n"
@@ -71,7 +75,7 @@ struct Proxy {
     int port = 0;
 };
 
-enum class CommandKind { ImportPEM, AddPEM, AddTSL, ImportTSL, UpdateCRL };
+enum class CommandKind { ImportPEM, AddPEM, AddTSL, ImportTSL, UpdateCRL, ListCA };
 
 struct Command {
     CommandKind kind;
@@ -250,6 +254,8 @@ int parseOptions(int argc, char** argv, Options* o) {
             o->tslSigner = value();
         } else if (is(nullptr, "--update-crl")) {
             o->commands.push_back({CommandKind::UpdateCRL, "", "--update-crl"});
+        } else if (is(nullptr, "--list-ca")) {
+            o->commands.push_back({CommandKind::ListCA, "", "--list-ca"});
         } else {
             throw UsageError{"opzione sconosciuta: " + a};
         }
@@ -320,6 +326,12 @@ int applySwitches(const Options& o) {
     return kAllGood;
 }
 
+// Writes the CA list after an addition, in stand-alone mode (a server keeps its own list).
+unsigned char saveAddedCAs() {
+    if (!sigilo::standAlone || sigilo::cache == nullptr) return 255;
+    return sigilo::cache->saveCACertList(sigilo::caCertsListName);
+}
+
 // Runs the trust-list and CRL commands in the order given; 1 if any failed.
 int runCommands(const Options& o) {
     int status = kAllGood;
@@ -330,11 +342,20 @@ int runCommands(const Options& o) {
             case CommandKind::ImportPEM:
                 ok = importCACertsListPEM(file);
                 break;
+            // The library adds in memory; the tool keeps what was added for the next run.
             case CommandKind::AddPEM:
-                ok = addCACertsPEM(file);
+                ok = addCACertsPEM(file) && saveAddedCAs();
                 break;
             case CommandKind::AddTSL:
-                ok = addCACertsTSL(file);
+                ok = addCACertsTSL(file) && saveAddedCAs();
+                break;
+            case CommandKind::ListCA:
+                if (!sigilo::loadedCACertList && sigilo::cache != nullptr) {
+                    sigilo::loadedCACertList =
+                        sigilo::cache->loadCACertList(sigilo::caCertsListName);
+                }
+                ok = sigilo::loadedCACertList;
+                if (ok) listTrustedCAs(stdout);
                 break;
             case CommandKind::ImportTSL:
                 ok = importCACertsListTSL(file, o.tslSigner);

@@ -210,6 +210,35 @@ TEST_F(EngineTool, TheCertificateElementIsThePEMTextExactly) {
     EXPECT_NE(report.find("<certificate>" + pem + "</certificate>"), std::string::npos) << report;
 }
 
+// What --add-pem adds is kept for the next run, and --list-ca shows it as python3 cryptography
+// reads the same certificate.
+TEST_F(EngineTool, AddedCAsAreKeptAndListed) {
+    ASSERT_EQ(sigilo("--add-pem '" + engineData("pki/root.pem") + "'"), 0);
+    EXPECT_EQ(sigilo("-d 4 '" + engineData("cades.p7m") + "'"), 0) << fileBytes(dir + "/out.txt");
+    ASSERT_EQ(sigilo("--add-pem '" + testData("tsengine/pki/root.pem") + "' --list-ca"), 0);
+    std::string listed = fileBytes(dir + "/out.txt");
+    std::string expected = dir + "/expected.txt";
+    std::string python =
+        std::string(SIGILO_PYTHON3) +
+        " -c \"import sys\n"
+        "from cryptography import x509\n"
+        "short = {'countryName': 'C', 'organizationName': 'O', 'commonName': 'CN'}\n"
+        "for path in sys.argv[1:]:\n"
+        "    c = x509.load_pem_x509_certificate(open(path, 'rb').read())\n"
+        "    name = ','.join(short[a.oid._name] + '=' + a.value for a in c.subject)\n"
+        "    ski = c.extensions.get_extension_for_class(x509.SubjectKeyIdentifier).value.digest\n"
+        "    serial = '%X' % c.serial_number\n"
+        "    serial = '0' * (len(serial) % 2) + serial\n"
+        "    when = lambda t: t.strftime('%Y-%m-%d %H:%M:%S')\n"
+        "    print('%s | %s | %s - %s | %s' % (name, serial, when(c.not_valid_before), "
+        "when(c.not_valid_after), ski.hex().upper()))\n"
+        "\" '" +
+        engineData("pki/root.pem") + "' '" + testData("tsengine/pki/root.pem") + "' >'" + expected +
+        "'";
+    ASSERT_EQ(system(python.c_str()), 0);
+    EXPECT_EQ(listed, fileBytes(expected));
+}
+
 // The signer certificate of a trust list is trusted only while the list's own signature is
 // checked: a refused list leaves no trace of it, and a document under it is not good.
 TEST_F(EngineTool, ARefusedTrustListLeavesItsSignerUntrusted) {
