@@ -41,5 +41,8 @@ unsigned char Signature::unwrapASN1(Buffer* b) {
     sign = nullptr;
     length = 0;
     unsigned char unused;
-    return b->readASN1BitString(&sign, &length, &unused);
+    if (!b->readASN1BitString(&sign, &length, &unused)) return 0;
+    // A signature is a whole number of bytes: a count of unused bits is a changed byte that the
+    // signature itself cannot catch, so it is refused here.
+    return unused == 0 ? 255 : 0;
 }

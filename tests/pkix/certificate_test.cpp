@@ -154,6 +154,24 @@ TEST(Certificate, NonConformingEncodingsFail) {
     }
 }
 
+// The signature's BIT STRING carries whole bytes: a count of unused bits is refused, since the
+// signature itself does not cover that byte (openssl refuses it too).
+TEST(Certificate, ASignatureWithUnusedBitsFails) {
+    Bytes der = derOf(certificateLabelled("v3 with every extension"));
+    Certificate good;
+    auto in = bufferOf(der);
+    ASSERT_TRUE(good.unwrapASN1(in.get()));
+    size_t unusedAt = der.size() - good._getSign()->getLength() - 1;
+    ASSERT_EQ(der[unusedAt], 0);
+    for (unsigned char unused : {1, 7}) {
+        Bytes bad = der;
+        bad[unusedAt] = unused;
+        auto badIn = bufferOf(bad);
+        Certificate cert;
+        EXPECT_FALSE(cert.unwrapASN1(badIn.get())) << int(unused);
+    }
+}
+
 TEST(Certificate, EveryTruncationFails) {
     Bytes der = derOf(certificateLabelled("v3 with every extension"));
     for (size_t n = 0; n < der.size(); ++n) {
