@@ -1,12 +1,14 @@
 #include "asn1/ISO10646.h"
 
+#include <locale.h>
+
 #include <climits>
 #include <clocale>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
 #include <memory>
-#include <mutex>
+#include <string>
 
 #include "asn1/Buffer.h"
 
@@ -147,11 +149,68 @@ static char* convertEach(const wchar_t* s, size_t n) {
     return out;
 }
 
+namespace {
+
+// The character set that the environment names (LC_ALL, LC_CTYPE, LANG, with LOCPATH), as a
+// locale object of the calling thread. It is made anew whenever those variables change, so that
+// text follows the environment of the moment; but the process's own locale is never touched:
+// setlocale on every conversion raced with every other thread that converted or classified
+// characters at the same time.
+class EnvironmentCType {
+public:
+    ~EnvironmentCType() {
+        if (locale != nullptr) freelocale(locale);
+    }
+    locale_t get() {
+        std::string now = environmentKey();
+        if (locale == nullptr || now != key) {
+            locale_t made = newlocale(LC_CTYPE_MASK, "", nullptr);
+            // A name the system does not know leaves plain ASCII, as a failed setlocale does
+            // for a program that never set one.
+            if (made == nullptr) made = newlocale(LC_CTYPE_MASK, "C", nullptr);
+            if (made == nullptr) return nullptr;
+            if (locale != nullptr) freelocale(locale);
+            locale = made;
+            key = now;
+        }
+        return locale;
+    }
+
+private:
+    static std::string environmentKey() {
+        std::string k;
+        for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG", "LOCPATH"}) {
+            const char* v = getenv(name);
+            k += v != nullptr ? '=' : '-';
+            if (v != nullptr) k += v;
+            k += '\0';
+        }
+        return k;
+    }
+
+    locale_t locale = nullptr;
+    std::string key;
+};
+
+// Makes a locale the calling thread's own for the life of the object.
+class ThreadLocaleScope {
+public:
+    explicit ThreadLocaleScope(locale_t l) : previous(l != nullptr ? uselocale(l) : nullptr) {}
+    ~ThreadLocaleScope() {
+        if (previous != nullptr) uselocale(previous);
+    }
+    ThreadLocaleScope(const ThreadLocaleScope&) = delete;
+    ThreadLocaleScope& operator=(const ThreadLocaleScope&) = delete;
+
+private:
+    locale_t previous;
+};
+
+}  // namespace
+
 char* ISO10646::getPrintable() const {
-    // The character set of the environment, taken once: setlocale is not safe to call while
-    // other threads convert text.
-    static std::once_flag localeTaken;
-    std::call_once(localeTaken, [] { setlocale(LC_CTYPE, ""); });
+    static thread_local EnvironmentCType ctype;
+    ThreadLocaleScope scope(ctype.get());
     const wchar_t* s = chars();
     char* out = convertAll(s);
     if (out != nullptr) return out;

@@ -47,8 +47,9 @@ public:
     // of the other; every other character must be equal.
     bool operator%=(const ISO10646& other) const;
 
-    // The value in the multibyte encoding of the environment's locale (LC_CTYPE is set from the
-    // environment first). Always a new NUL-terminated string that the caller deletes.
+    // The value in the multibyte encoding of the locale that the environment names at the time
+    // of the call (LC_ALL, LC_CTYPE, LANG); the process's own locale is left alone. Always a new
+    // NUL-terminated string that the caller deletes.
     char* getPrintable() const;
 
 protected:

@@ -1,41 +1,65 @@
 #include "crypto/RandomGenerator.h"
 
+#include <fcntl.h>
+#include <sys/random.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
 #include <cstdlib>
-#include <cstring>
-#include <ctime>
 
-unsigned char SystemRandomGenerator::initialized = 0;
+namespace {
 
-void SystemRandomGenerator::seed() {
-    if (initialized) return;
-    srand48(static_cast<long>(time(nullptr)));
-    initialized = 255;
+// The device behind getrandom, for kernels that lack the call.
+bool fillFromDevice(unsigned char* out, unsigned int n) {
+    int fd = open("/dev/urandom", O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return false;
+    unsigned int done = 0;
+    while (done < n) {
+        ssize_t got = read(fd, out + done, n - done);
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0) break;
+        done += static_cast<unsigned int>(got);
+    }
+    close(fd);
+    return done == n;
+}
+
+}  // namespace
+
+void SystemRandomGenerator::fill(unsigned char* out, unsigned int n) {
+    unsigned int done = 0;
+    while (done < n) {
+        ssize_t got = getrandom(out + done, n - done, 0);
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) {
+            if (errno == ENOSYS && fillFromDevice(out + done, n - done)) return;
+            // Handing out bytes that are not random would make keys and padding guessable:
+            // stopping is the lesser harm, and no Linux kernel in use gets here.
+            abort();
+        }
+        done += static_cast<unsigned int>(got);
+    }
 }
 
 long SystemRandomGenerator::random() {
-    seed();
-    return mrand48();
+    unsigned char b[4];
+    fill(b, sizeof b);
+    uint32_t v = (uint32_t(b[0]) << 24) | (uint32_t(b[1]) << 16) | (uint32_t(b[2]) << 8) | b[3];
+    return static_cast<long>(static_cast<int32_t>(v));
 }
 
 long SystemRandomGenerator::lrandom() {
-    seed();
-    return lrand48();
+    return random() & 0x7FFFFFFFL;
 }
 
 unsigned char* SystemRandomGenerator::random8() {
-    seed();
     unsigned char* out = new unsigned char[8];
-    for (int half = 0; half < 2; ++half) {
-        unsigned int v = static_cast<unsigned int>(mrand48());
-        for (int i = 0; i < 4; ++i) out[half * 4 + i] = static_cast<unsigned char>(v >> (8 * i));
-    }
+    fill(out, 8);
     return out;
 }
 
 void SystemRandomGenerator::random(unsigned char* out, unsigned int n) {
-    for (unsigned int done = 0; done < n; done += 8) {
-        unsigned char* group = random8();
-        memcpy(out + done, group, n - done < 8 ? n - done : 8);
-        delete[] group;
-    }
+    if (n == 0) return;
+    fill(out, n);
 }

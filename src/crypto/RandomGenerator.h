@@ -1,6 +1,7 @@
 // RandomGenerator: the source of random bytes for RSA padding, key generation and
-// C_GenerateRandom. SystemRandomGenerator is the C library's 48-bit generator, seeded once per
-// process from the clock in seconds: it is not a source of secrets.
+// C_GenerateRandom. SystemRandomGenerator draws every byte from the operating system
+// (getrandom), so that keys and padding made by two processes, or by one process twice, have
+// nothing in common.
 #ifndef SIGILO_CRYPTO_RANDOMGENERATOR_H
 #define SIGILO_CRYPTO_RANDOMGENERATOR_H
 
@@ -9,9 +10,11 @@ public:
     virtual ~RandomGenerator() = default;
     // A new 8-byte array the caller deletes.
     virtual unsigned char* random8() = 0;
+    // 32 random bits, sign-extended like mrand48.
     virtual long random() = 0;
+    // 31 random bits, never negative, like lrand48.
     virtual long lrandom() = 0;
-    // Fills n bytes, eight at a time, the remainder from one more group of eight.
+    // Fills n bytes.
     virtual void random(unsigned char* out, unsigned int n) = 0;
 };
 
@@ -23,8 +26,8 @@ public:
     void random(unsigned char* out, unsigned int n) override;
 
 private:
-    static void seed();
-    static unsigned char initialized;
+    // Fills n bytes from the kernel; never returns with fewer.
+    static void fill(unsigned char* out, unsigned int n);
 };
 
 #endif

@@ -132,9 +132,15 @@ unsigned char ContentInfo::read(Buffer* b, bool borrow) {
     if (depth.tooDeep()) return 0;
     unsigned int len;
     unsigned char definite;
+    // The envelope ends with the data put into the buffer: what a work buffer holds beyond it
+    // (zeros, or an earlier content) must not complete a truncated envelope, least of all its
+    // closing end-of-contents marks.
+    const unsigned int dataEnd =
+        b->getWritePos() < b->getMaxSize() ? b->getWritePos() : b->getMaxSize();
     if (!b->readASN1Sequence(&len, &definite)) return 0;
+    if (b->getReadPos() > dataEnd) return 0;
     // An envelope that claims more bytes than there are is cut off, not complete.
-    if (definite && len > b->getMaxSize() - b->getReadPos()) return 0;
+    if (definite && len > dataEnd - b->getReadPos()) return 0;
     unsigned int end = definite ? pkix::endOf(b, len) : 0;
     delete contentType;
     delete content;
@@ -145,7 +151,7 @@ unsigned char ContentInfo::read(Buffer* b, bool borrow) {
     if (definite) {
         if (pkix::atEnd(b, end)) return 1;
     } else if (b->peekByte() == 0) {
-        return b->readEOC() ? 1 : 0;
+        return b->readEOC() && b->getReadPos() <= dataEnd ? 1 : 0;
     }
     unsigned char tag, innerDefinite;
     unsigned int innerLen;
@@ -156,7 +162,7 @@ unsigned char ContentInfo::read(Buffer* b, bool borrow) {
     if (result != 1) return result;
     if (!innerDefinite && !b->readEOC()) return 0;
     if (!definite && !b->readEOC()) return 0;
-    return 1;
+    return b->getReadPos() <= dataEnd ? 1 : 0;
 }
 
 unsigned char ContentInfo::unwrapASN1(Buffer* b) {

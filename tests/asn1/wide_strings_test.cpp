@@ -5,6 +5,8 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "asn1/ISO10646.h"
 #include "asn1/UTF8.h"
@@ -202,6 +204,37 @@ TEST(Printable, ConvertsForTheEnvironmentsLocale) {
     // In the ASCII-only C locale neither conversion works, and each such character becomes '?'.
     ScopedLocaleEnv env("C");
     EXPECT_EQ(printable(ISO10646(L"a\x02C6z")), "a?z");
+}
+
+// The locale is the one the environment names at each call, whichever came first, and the
+// process's own locale stays as the program set it.
+TEST(Printable, FollowsTheEnvironmentFromCallToCallAndLeavesTheProcessLocale) {
+    std::string before = setlocale(LC_CTYPE, nullptr);
+    {
+        ScopedLocaleEnv env("C");
+        EXPECT_EQ(printable(ISO10646(L"a\x02C6z")), "a?z");
+    }
+    {
+        ScopedLocaleEnv env("C.UTF-8");
+        EXPECT_EQ(printable(ISO10646(L"a\x02C6z")), "a\xCB\x86z");
+        EXPECT_EQ(setlocale(LC_CTYPE, nullptr), before);
+        // Threads converting at once all see it, with no process-wide switch between them.
+        std::vector<std::thread> threads;
+        std::vector<int> wrong(4, 0);
+        for (int t = 0; t < 4; ++t) {
+            threads.emplace_back([t, &wrong] {
+                for (int i = 0; i < 200; ++i) {
+                    if (printable(ISO10646(L"\x00E8\x20AC")) != "\xC3\xA8\xE2\x82\xAC") {
+                        ++wrong[t];
+                    }
+                }
+            });
+        }
+        for (std::thread& th : threads) th.join();
+        EXPECT_EQ(wrong, std::vector<int>(4, 0));
+    }
+    ScopedLocaleEnv env("C");
+    EXPECT_EQ(printable(ISO10646(L"\x00E8")), "?");
 }
 
 TEST(Printable, FoldsDiacriticsIntoLatin1WhenTheLocaleIsNarrow) {

@@ -162,6 +162,11 @@ TEST_F(Operations, RsaKeyPairSignsVerifiesEncryptsAndDecrypts) {
     EXPECT_EQ(verify(CKM_RSA_PKCS, pub, data, sig), CKR_OK);
     std::vector<unsigned char> prefix(data.begin(), data.begin() + 30);
     EXPECT_EQ(verify(CKM_RSA_PKCS, pub, prefix, sig), CKR_SIGNATURE_INVALID);
+    // A damaged signature is no PKCS#1 block at all: the function fails, unlike a wrong message.
+    std::vector<unsigned char> damaged = sig;
+    damaged[64] ^= 1;
+    EXPECT_EQ(verify(CKM_RSA_PKCS, pub, data, damaged), CKR_FUNCTION_FAILED);
+    EXPECT_EQ(verify(CKM_SHA1_RSA_PKCS, pub, data, damaged), CKR_SIGNATURE_INVALID);
     std::vector<unsigned char> tooLong(118, 1);
     EXPECT_EQ(verify(CKM_RSA_PKCS, pub, tooLong, sig), CKR_DATA_LEN_RANGE);
     sig.pop_back();

@@ -277,6 +277,88 @@ TEST(Token, DiskTokenLifecycle) {
     EXPECT_EQ(fileBytes(t.path()).size(), 3u * PKCS11CryptoKi::kBlockSize);
 }
 
+// A file written by another implementation may keep its images anywhere behind the first
+// block: here packed one right behind the other. Every object loads, and later writes go where
+// they overwrite no other image.
+TEST(Token, ImagesAtTheOffsetsTheirEntriesGive) {
+    DiskToken t(tempBase());
+    t.initialise();
+    CK_SESSION_HANDLE h = t.open();
+    ASSERT_EQ(t.login(h, CKU_USER, kUser), CKR_OK);
+    t.createData(h, "secret", "very private", true);
+    t.createData(h, "public", "for everyone", false);
+    t.createData(h, "third", "the last one", false);
+    ASSERT_EQ(t.token->C_CloseSession(h), CKR_OK);
+
+    const unsigned int B = PKCS11CryptoKi::kBlockSize;
+    std::vector<unsigned char> file = fileBytes(t.path());
+    ASSERT_EQ(file.size(), 4u * B);
+    std::vector<unsigned char> packed(file.begin(), file.begin() + B);
+    for (unsigned int i = 1; i <= 3; ++i) {
+        unsigned char* e = packed.data() + PKCS11CryptoKi::kHeaderSize + i * 40;
+        unsigned int size = (e[32] << 8) | e[33];
+        ASSERT_GT(size, 0u);
+        unsigned long at = packed.size();
+        packed.insert(packed.end(), file.begin() + i * B, file.begin() + i * B + size);
+        for (int k = 0; k < 8; ++k) e[24 + k] = static_cast<unsigned char>(at >> (56 - 8 * k));
+    }
+    writeFile(t.path(), packed);
+
+    t.restart();
+    h = t.open();
+    EXPECT_EQ(t.readData(h, "public"), "for everyone");
+    EXPECT_EQ(t.readData(h, "third"), "the last one");
+    ASSERT_EQ(t.login(h, CKU_USER, kUser), CKR_OK);
+    EXPECT_EQ(t.readData(h, "secret"), "very private");
+    // Rewrite one, destroy one, add one.
+    auto find = [&](const char* label) {
+        CK_ATTRIBUTE a = {CKA_LABEL, const_cast<char*>(label), strlen(label)};
+        CK_OBJECT_HANDLE o = 0;
+        CK_ULONG n = 0;
+        t.token->C_FindObjectsInit(h, &a, 1);
+        t.token->C_FindObjects(h, &o, 1, &n);
+        t.token->C_FindObjectsFinal(h);
+        return o;
+    };
+    // A grown image no longer fits in its packed place: it must move, not spill over.
+    std::string longer(600, 'x');
+    CK_ATTRIBUTE application = {CKA_APPLICATION, &longer[0], longer.size()};
+    ASSERT_EQ(t.token->C_SetAttributeValue(h, find("public"), &application, 1), CKR_OK);
+    ASSERT_EQ(t.token->C_DestroyObject(h, find("third")), CKR_OK);
+    t.createData(h, "fourth", "added later", false);
+    ASSERT_EQ(t.token->C_CloseSession(h), CKR_OK);
+
+    t.restart();
+    h = t.open();
+    ASSERT_EQ(t.login(h, CKU_USER, kUser), CKR_OK);
+    EXPECT_EQ(t.readData(h, "secret"), "very private");
+    EXPECT_EQ(t.readData(h, "public"), "for everyone");
+    char got[700];
+    CK_ATTRIBUTE back = {CKA_APPLICATION, got, sizeof got};
+    ASSERT_EQ(t.token->C_GetAttributeValue(h, find("public"), &back, 1), CKR_OK);
+    EXPECT_EQ(std::string(got, back.ulValueLen), longer);
+    EXPECT_EQ(t.readData(h, "third"), "(none)");
+    EXPECT_EQ(t.readData(h, "fourth"), "added later");
+    std::vector<unsigned char> after = fileBytes(t.path());
+    std::string text(after.begin(), after.end());
+    EXPECT_EQ(text.find("the last one"), std::string::npos);
+    ASSERT_EQ(t.token->C_CloseSession(h), CKR_OK);
+
+    // Entries that point into the first block or past the end of the file are skipped.
+    std::vector<unsigned char> bad = fileBytes(t.path());
+    for (unsigned int i = 1; i <= 3; ++i) {
+        unsigned char* e = bad.data() + PKCS11CryptoKi::kHeaderSize + i * 40;
+        unsigned long at = i == 1 ? 100 : i == 2 ? bad.size() - 10 : 0xFFFFFFFFFFFFFF00ul;
+        for (int k = 0; k < 8; ++k) e[24 + k] = static_cast<unsigned char>(at >> (56 - 8 * k));
+    }
+    writeFile(t.path(), bad);
+    t.restart();
+    h = t.open();
+    ASSERT_EQ(t.login(h, CKU_USER, kUser), CKR_OK);
+    EXPECT_EQ(t.readData(h, "secret"), "(none)");
+    EXPECT_EQ(t.readData(h, "public"), "(none)");
+}
+
 TEST(Token, ThreeWrongUserPinsLockTheTokenAcrossARestart) {
     DiskToken t(tempBase());
     t.initialise();

@@ -194,3 +194,28 @@ TEST(OpensslEnvelopes, TheCRLOfADegenerateEnvelopeIsACertificateList) {
     EXPECT_NE(sd->_getCrls()->_getElement(0)->_getCertListInfo(), nullptr);
     EXPECT_EQ(sd->_getContentInfo()->_getContent(), nullptr);
 }
+
+// A streamed envelope whose closing end-of-contents marks are damaged (the last byte changed,
+// or the last two cut off) is not complete, whatever bytes lie beyond the file in the buffer:
+// openssl refuses both (tests/data/engine/gen_indefinite.py).
+TEST(OpensslEnvelopes, DamagedClosingEndOfContentsFailsBothReaders) {
+    for (const char* name :
+         {"indefinite.p7m", "indefinite_eoc_changed.p7m", "indefinite_eoc_cut.p7m"}) {
+        SCOPED_TRACE(name);
+        const unsigned char expected = std::string(name) == "indefinite.p7m" ? 1 : 0;
+        Buffer file;
+        ASSERT_TRUE(file.fromFile(testData(std::string("engine/") + name).c_str()));
+        ASSERT_EQ(file._getData()[1], 0x80);
+        Bytes der(file._getData(), file._getData() + file.getWritePos());
+        ContentInfo borrowed;
+        EXPECT_EQ(borrowed._unwrapASN1(&file), expected);
+        ContentInfo copied;
+        auto in = bufferOf(der);
+        EXPECT_EQ(copied.unwrapASN1(in.get()), expected);
+        // In a larger work buffer, with zeros behind the data, the same holds.
+        Buffer work(static_cast<unsigned int>(der.size()) + 64);
+        work.appendByteArray(der.data(), static_cast<unsigned int>(der.size()));
+        ContentInfo inWork;
+        EXPECT_EQ(inWork._unwrapASN1(&work), expected);
+    }
+}

@@ -92,4 +92,31 @@ TEST_F(Engine, TimeStampsNestingAttributesAndDescriptions) {
     checkCases("more.vec", 20);
 }
 
+// A streamed envelope verifies; the same with its closing end-of-contents marks damaged (the last
+// byte changed, the last two cut off) is refused as a badly formed envelope, as openssl refuses
+// it, and no signer of it comes out "OK".
+TEST_F(Engine, StreamedEnvelopeWithDamagedClosingMarksFails) {
+    for (const char* name :
+         {"indefinite.p7m", "indefinite_eoc_changed.p7m", "indefinite_eoc_cut.p7m"}) {
+        SCOPED_TRACE(name);
+        const bool intact = std::string(name) == "indefinite.p7m";
+        DocVerifier verifier(device, store.get());
+        Buffer text(4096);
+        XMLFile report(&text);
+        report.openTag("sigilo");
+        verifier.setXMLOutput(&report);
+        std::string file = engineData(name);
+        ASSERT_EQ(verifier.guessInputType(file.c_str()), InputType::InputPKCS7);
+        EXPECT_EQ(verifier.verifyPKCS7File(file.c_str(), "", nullptr) != 0, intact);
+        std::string xml = flatReport(report.getXML(1));
+        if (intact) {
+            EXPECT_EQ(joined(valuesOf(xml, "status")), "OK") << xml;
+            EXPECT_EQ(verifier.getErrCode(), 0xFFFFFFFFul);
+        } else {
+            EXPECT_EQ(xml.find("<status>OK"), std::string::npos) << xml;
+            EXPECT_EQ(verifier.getErrCode(), 5123ul) << xml;
+        }
+    }
+}
+
 }  // namespace

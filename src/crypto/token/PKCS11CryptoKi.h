@@ -181,6 +181,8 @@ private:
     CK_RV RefreshMFile(CK_SLOT_ID slot, std::vector<unsigned char>* block);
     CK_RV DumpOnToken(CK_SLOT_ID slot, PKCS11Object* o);
     CK_RV WriteOn(CK_SLOT_ID slot, PKCS11Object* o);
+    // Sets the object's offset to a whole block that overlaps no other entry's image.
+    CK_RV placeImage(CK_SLOT_ID slot, PKCS11Object* o);
     CK_RV DeleteFrom(CK_SLOT_ID slot, PKCS11Object* o);
     CK_RV writeEntry(CK_SLOT_ID slot, unsigned int entry, const unsigned char* bytes);
     bool decipherObject(CK_SLOT_ID slot, PKCS11Object* o);

@@ -9,6 +9,7 @@
 #ifndef SIGILO_CRYPTO_TOKEN_PKCS11OBJECT_H
 #define SIGILO_CRYPTO_TOKEN_PKCS11OBJECT_H
 
+#include <cstdint>
 #include <map>
 #include <vector>
 
@@ -67,11 +68,12 @@ public:
     RSAPrivateKey* toRSAPrivateKey() const;
 
     // Token bookkeeping: the slot, the session that made a session object (0 for a token
-    // object), the directory entry on disk (0 for none), and for a private object read from
-    // disk before login, its enciphered image.
+    // object), the directory entry on disk (0 for none) and the file offset of its image, and
+    // for a private object read from disk before login, its enciphered image.
     CK_SLOT_ID slot = 0;
     CK_SESSION_HANDLE session = 0;
     unsigned int entry = 0;
+    uint64_t offset = 0;
     bool locked = false;
     std::vector<unsigned char> cipherImage;
 

@@ -503,8 +503,9 @@ CK_RV PKCS11CryptoKi::rsaVerify(TokenSession* s, const unsigned char* in, CK_ULO
             if (sigLen != m) return CKR_SIGNATURE_LEN_RANGE;
             if (inLen > m - 11) return CKR_DATA_LEN_RANGE;
             std::unique_ptr<unsigned char[]> message(rsa.decode(sig, &n, key.get()));
-            // A block that does not decode is a signature that does not hold.
-            if (!message) return CKR_SIGNATURE_INVALID;
+            // A block that does not decode at all is told apart from a wrong message: the
+            // caller learns that the signature is no PKCS#1 block for this key.
+            if (!message) return CKR_FUNCTION_FAILED;
             // The whole message must be the data: a block that runs on past the data would let
             // a forger hide whatever he needs behind it.
             return n == inLen && memcmp(message.get(), in, inLen) == 0 ? CKR_OK

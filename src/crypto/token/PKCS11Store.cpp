@@ -7,8 +7,10 @@
 //   130 master key under the user PIN (32) | 162 blanks (6) | 168 SHA-1 of bytes 0-167 (20)
 // Directory entries (40 bytes) follow in the first 4096-byte block:
 //   0 class (8) | 8 key type (8) | 16 token flag | 17 private flag | 24 offset (8) | 32 size (2)
-// Entry 0 is the directory's own: its size holds the number of entries in use. Entry i keeps
-// its object's image in the block at 4096 * i; a private image is an 8-byte IV followed by the
+// Entry 0 is the directory's own: its size holds the number of entries in use. An entry's image
+// lies at the offset the entry gives, anywhere behind the first block: this writer puts entry i
+// at 4096 * i when that block is free, but files written elsewhere may place them otherwise, and
+// no image is ever written over another entry's. A private image is an 8-byte IV followed by the
 // image enciphered under the master key with three-key triple DES in 8-bit CFB.
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -79,6 +81,41 @@ struct File {
         if (fd >= 0) close(fd);
     }
 };
+
+// The stretch of the file that an in-use directory entry's image covers.
+struct Extent {
+    uint64_t from, to;
+};
+
+unsigned int entrySize(const unsigned char* e) {
+    return (e[32] << 8) | e[33];
+}
+
+// The extents of the images of all entries in use but one (except).
+std::vector<Extent> otherImages(const std::vector<unsigned char>& block, unsigned int used,
+                                unsigned int except) {
+    std::vector<Extent> out;
+    for (unsigned int i = 1; i <= used; ++i) {
+        const unsigned char* e =
+            block.data() + PKCS11CryptoKi::kHeaderSize + i * PKCS11CryptoKi::kEntrySize;
+        unsigned int size = entrySize(e);
+        if (i == except || size == 0) continue;
+        uint64_t at = get64(e + 24);
+        // An offset that no reader can use holds nothing worth keeping; it must not wrap.
+        if (at > UINT64_MAX - size) continue;
+        out.push_back({at, at + size});
+    }
+    return out;
+}
+
+// Whether a whole block at offset at stays clear of the first block and of every other image.
+bool blockIsFree(const std::vector<Extent>& others, uint64_t at) {
+    if (at < PKCS11CryptoKi::kBlockSize) return false;
+    for (const Extent& x : others) {
+        if (x.from < at + PKCS11CryptoKi::kBlockSize && at < x.to) return false;
+    }
+    return true;
+}
 
 void blankCopy(unsigned char* field, size_t size, const char* text) {
     memset(field, ' ', size);
@@ -162,13 +199,18 @@ CK_RV PKCS11CryptoKi::LoadTokenObjects(CK_SLOT_ID slot) {
     unsigned int used = (block[kHeaderSize + 32] << 8) | block[kHeaderSize + 33];
     if (used >= kMaxEntries) used = kMaxEntries - 1;
     File f(s.path, O_RDONLY);
-    if (f.fd < 0) return CKR_TOKEN_NOT_PRESENT;
+    struct stat st;
+    if (f.fd < 0 || fstat(f.fd, &st) != 0) return CKR_TOKEN_NOT_PRESENT;
+    const uint64_t fileSize = static_cast<uint64_t>(st.st_size);
     for (unsigned int i = 1; i <= used; ++i) {
         const unsigned char* e = block.data() + kHeaderSize + i * kEntrySize;
-        unsigned int size = (e[32] << 8) | e[33];
+        unsigned int size = entrySize(e);
         uint64_t offset = get64(e + 24);
-        // Entries are read where they belong and nowhere else; a damaged entry is skipped.
-        if (size == 0 || size > kBlockSize || offset != uint64_t(kBlockSize) * i) continue;
+        // The image is read where its entry says, behind the first block and inside the file;
+        // an entry that points elsewhere is damaged and skipped.
+        if (size == 0 || offset < kBlockSize || offset > fileSize || size > fileSize - offset) {
+            continue;
+        }
         std::unique_ptr<PKCS11Object> o(PKCS11Object::create(static_cast<CK_ULONG>(get64(e)),
                                                              static_cast<CK_ULONG>(get64(e + 8))));
         if (!o) continue;
@@ -176,6 +218,7 @@ CK_RV PKCS11CryptoKi::LoadTokenObjects(CK_SLOT_ID slot) {
         if (!readAt(f.fd, image.data(), size, static_cast<off_t>(offset))) continue;
         o->slot = slot;
         o->entry = i;
+        o->offset = offset;
         if (e[17] == 1) {
             // Private: only the enciphered image, until the user logs in.
             if (size <= 8) continue;
@@ -244,7 +287,32 @@ CK_RV PKCS11CryptoKi::DumpOnToken(CK_SLOT_ID slot, PKCS11Object* o) {
         if (rv != CKR_OK) return rv;
     }
     o->entry = entry;
+    o->offset = 0;
     return WriteOn(slot, o);
+}
+
+CK_RV PKCS11CryptoKi::placeImage(CK_SLOT_ID slot, PKCS11Object* o) {
+    std::vector<unsigned char> block;
+    CK_RV rv = RefreshMFile(slot, &block);
+    if (rv != CKR_OK) return rv;
+    unsigned int used = (block[kHeaderSize + 32] << 8) | block[kHeaderSize + 33];
+    if (used >= kMaxEntries) used = kMaxEntries - 1;
+    std::vector<Extent> others = otherImages(block, used, o->entry);
+    // Where the object already lies, if a whole block there overlaps nothing; else the block of
+    // its entry; else the first block free of every other image.
+    if (o->offset != 0 && blockIsFree(others, o->offset)) return CKR_OK;
+    uint64_t own = uint64_t(kBlockSize) * o->entry;
+    if (blockIsFree(others, own)) {
+        o->offset = own;
+        return CKR_OK;
+    }
+    // Each other image rules out at most a few blocks, so this ends within a few dozen steps.
+    for (uint64_t at = kBlockSize;; at += kBlockSize) {
+        if (blockIsFree(others, at)) {
+            o->offset = at;
+            return CKR_OK;
+        }
+    }
 }
 
 CK_RV PKCS11CryptoKi::WriteOn(CK_SLOT_ID slot, PKCS11Object* o) {
@@ -265,10 +333,12 @@ CK_RV PKCS11CryptoKi::WriteOn(CK_SLOT_ID slot, PKCS11Object* o) {
         image.insert(image.end(), sealed.get(), sealed.get() + n);
     }
     if (image.size() > kBlockSize) return CKR_DEVICE_MEMORY;
+    CK_RV rv = placeImage(slot, o);
+    if (rv != CKR_OK) return rv;
     workArea.assign(kBlockSize, 0);
     memcpy(workArea.data(), image.data(), image.size());
     File f(s.path);
-    if (f.fd < 0 || !writeAt(f.fd, workArea.data(), kBlockSize, off_t(kBlockSize) * o->entry)) {
+    if (f.fd < 0 || !writeAt(f.fd, workArea.data(), kBlockSize, static_cast<off_t>(o->offset))) {
         s.headerLoaded = s.objectsLoaded = false;
         return CKR_TOKEN_NOT_PRESENT;
     }
@@ -277,7 +347,7 @@ CK_RV PKCS11CryptoKi::WriteOn(CK_SLOT_ID slot, PKCS11Object* o) {
     put64(e + 8, o->getKeyType());
     e[16] = 1;
     e[17] = priv ? 1 : 0;
-    put64(e + 24, uint64_t(kBlockSize) * o->entry);
+    put64(e + 24, o->offset);
     e[32] = static_cast<unsigned char>(image.size() >> 8);
     e[33] = static_cast<unsigned char>(image.size());
     if (priv) o->cipherImage = image;
@@ -286,15 +356,23 @@ CK_RV PKCS11CryptoKi::WriteOn(CK_SLOT_ID slot, PKCS11Object* o) {
 
 CK_RV PKCS11CryptoKi::DeleteFrom(CK_SLOT_ID slot, PKCS11Object* o) {
     if (o->entry == 0) return CKR_OK;
-    // The block is wiped as well as freed, so that no old image lingers in the file.
-    workArea.assign(kBlockSize, 0);
+    // The image is wiped as well as freed, so that nothing of it lingers in the file; only its
+    // own bytes, since another writer may have packed the next image right behind it.
+    std::vector<unsigned char> block;
+    CK_RV rv = RefreshMFile(slot, &block);
+    if (rv != CKR_OK) return rv;
+    unsigned int size =
+        o->entry < kMaxEntries ? entrySize(block.data() + kHeaderSize + o->entry * kEntrySize) : 0;
+    workArea.assign(size > kBlockSize ? size : kBlockSize, 0);
     File f(slots[slot].path);
-    if (f.fd < 0 || !writeAt(f.fd, workArea.data(), kBlockSize, off_t(kBlockSize) * o->entry)) {
+    if (f.fd < 0 || (o->offset >= kBlockSize &&
+                     !writeAt(f.fd, workArea.data(), size, static_cast<off_t>(o->offset)))) {
         return CKR_TOKEN_NOT_PRESENT;
     }
     unsigned char e[kEntrySize] = {};
-    CK_RV rv = writeEntry(slot, o->entry, e);
+    rv = writeEntry(slot, o->entry, e);
     o->entry = 0;
+    o->offset = 0;
     return rv;
 }
 

@@ -3,7 +3,8 @@
 
 [rsa_signature] cases carry the SubjectPublicKeyInfo, the message, the signature algorithm OID,
 the signature and the expected PKCS#11 result of the check (0 holds, 192 invalid, 193 wrong
-length). Signatures over a DigestInfo without the NULL parameters are made with
+length); raw_result, where present, is the result of the raw PKCS#1 check over the DigestInfo
+(CKM_RSA_PKCS), which tells a block that does not decode at all (6) from a wrong one. Signatures over a DigestInfo without the NULL parameters are made with
 `openssl rsautl` over the DigestInfo bytes. [rsa_private] cases carry a PKCS#1 private key and a
 signature openssl made with it, which a deterministic padding makes reproducible. Keys whose
 modulus is not a whole number of 64-bit words come with result 6 or 192."""
@@ -58,7 +59,8 @@ with tempfile.TemporaryDirectory() as tmp:
             bad = bytearray(sig)
             bad[len(bad) // 2] ^= 0x01
             add("rsa_signature", bits=bits, spki=spki.hex(), algorithm=DIGESTS[name][0],
-                digest=name, message=message.hex(), signature=bytes(bad).hex(), result="192")
+                digest=name, message=message.hex(), signature=bytes(bad).hex(), result="192",
+                raw_result="6")
             wrong = bytearray(message + b"x")
             add("rsa_signature", bits=bits, spki=spki.hex(), algorithm=DIGESTS[name][0],
                 digest=name, message=bytes(wrong).hex(), signature=sig.hex(), result="192")
