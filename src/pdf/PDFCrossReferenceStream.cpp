@@ -148,17 +148,30 @@ unsigned char* PDFFile::decodeStream(unsigned int pos, const StreamHeader& heade
     // their own data, and nothing past the file is ever read.
     unsigned int n = header.length;
     if (n > length - pos) n = length - pos;
+    // Decoding is work too: a table whose rows switch between large object streams would
+    // otherwise decode them again and again.
+    if (!spend(n)) return nullptr;
     if (!header.hasFilter) {
         unsigned char* copy = new unsigned char[n + 1];
         if (n) std::memcpy(copy, data + pos, n);
         *outLength = n;
         return copy;
     }
-    if (std::strcmp(header.filter, "FlateDecode") == 0)
-        return flateDecode(data + pos, n, outLength);
-    if (std::strcmp(header.filter, "LZWDecode") == 0) return lzwDecode(data + pos, n, outLength);
-    *unknownFilter = true;
-    return nullptr;
+    unsigned char* block = nullptr;
+    if (std::strcmp(header.filter, "FlateDecode") == 0) {
+        block = flateDecode(data + pos, n, outLength);
+    } else if (std::strcmp(header.filter, "LZWDecode") == 0) {
+        block = lzwDecode(data + pos, n, outLength);
+    } else {
+        *unknownFilter = true;
+        return nullptr;
+    }
+    if (!spend(*outLength)) {
+        delete[] block;
+        *outLength = 0;
+        return nullptr;
+    }
+    return block;
 }
 
 unsigned char PDFFile::readCrossReferenceStream() {

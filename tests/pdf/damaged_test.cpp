@@ -189,6 +189,37 @@ TEST(DamagedPDFTest, EntriesPointingAtOneEndlessObjectExhaustTheBudget) {
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
 }
 
+TEST(DamagedPDFTest, RowsSwitchingBetweenLargeObjectStreamsExhaustTheBudget) {
+    // Two object streams of 1 MB, and 200000 rows that name them in turn: each switch decodes
+    // a stream again.
+    std::string file = "%PDF-1.5\n";
+    std::vector<size_t> offsets;
+    for (int k = 0; k < 2; ++k) {
+        offsets.push_back(file.size());
+        std::string body = "5 0 " + std::string(1 << 20, ' ');
+        file += std::to_string(k + 1) + " 0 obj\n<< /Type /ObjStm /N 1 /First 4 /Length " +
+                std::to_string(body.size()) + " >>\nstream\n" + body + "\nendstream\nendobj\n";
+    }
+    size_t start = file.size();
+    offsets.push_back(start);
+    std::string rows;
+    auto row = [&rows](unsigned char type, unsigned int a, unsigned int b) {
+        rows += static_cast<char>(type);
+        for (int shift = 24; shift >= 0; shift -= 8) rows += static_cast<char>(a >> shift);
+        rows += static_cast<char>(b >> 8);
+        rows += static_cast<char>(b);
+    };
+    row(0, 0, 65535);
+    for (size_t offset : offsets) row(1, static_cast<unsigned int>(offset), 0);
+    for (int i = 0; i < 200000; ++i) row(2, 1 + i % 2, 0);
+    file += "3 0 obj\n<< /Type /XRef /W [1 4 2] /Index [0 4 10 200000] /Size 200010 /Length " +
+            std::to_string(rows.size()) + " >>\nstream\n" + rows + "\nendstream\nendobj\n";
+    file += "startxref\n" + std::to_string(start) + "\n%%EOF\n";
+    auto begin = std::chrono::steady_clock::now();
+    EXPECT_FALSE(countsOf(file).ok);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+}
+
 TEST(DamagedPDFTest, TruncatedAndFlippedFilesStayInBounds) {
     for (const char* name : {"signed-twice.pdf", "signed-twice-objstm.pdf", "handmade-lzw.pdf",
                              "handmade-tiff.pdf", "handmade-shadowed.pdf"}) {
