@@ -278,6 +278,25 @@ TEST(PDFFileTest, SameRangesAsPdfsig) {
     }
 }
 
+TEST(PDFFileTest, SameFieldsAsPdfsig) {
+    // Where the fields are in the file (not hidden in object streams), the fields of the
+    // newest revisions are the ones pdfsig lists.
+    for (const char* name :
+         {"signed-plain.pdf", "signed-twice.pdf", "signed-cades.pdf", "signed-pdflib.pdf",
+          "placeholder-plain.pdf", "signed-qdf.pdf", "signed-twice-classic.pdf",
+          "handmade-30fields.pdf", "handmade-shadowed.pdf", "handmade-lzw.pdf", "base.pdf"}) {
+        int theirs = 0;
+        if (!pdftest::pdfsigFieldCount(pdftest::fixturePath(name), &theirs))
+            GTEST_SKIP() << "pdfsig is not installed";
+        Read r(name);
+        ASSERT_TRUE(r.ok) << name;
+        int current = 0;
+        for (int i = 0; i < r.pdf->fieldsCount(); ++i)
+            if (!r.pdf->_getField(i)->shadowed) ++current;
+        EXPECT_EQ(current, theirs) << name;
+    }
+}
+
 TEST(PDFFileTest, FromFileReadsTheSameAsFromBuffer) {
     Buffer work;
     PDFFile pdf(&work);

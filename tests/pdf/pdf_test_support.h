@@ -64,17 +64,34 @@ struct Range {
     }
 };
 
-// The signed ranges pdfsig lists for a file, in its order; false when pdfsig is not installed.
-inline bool pdfsigRanges(const std::string& path, std::vector<Range>* ranges) {
+// What pdfsig prints for a file; false when pdfsig is not installed.
+inline bool pdfsigText(const std::string& path, std::string* text) {
     if (std::system("command -v pdfsig >/dev/null 2>&1") != 0) return false;
     std::string command = "pdfsig -nocert '" + path + "' 2>/dev/null";
     FILE* pipe = popen(command.c_str(), "r");
     if (!pipe) return false;
-    std::string text;
     char chunk[4096];
     size_t n;
-    while ((n = std::fread(chunk, 1, sizeof chunk, pipe)) > 0) text.append(chunk, n);
+    while ((n = std::fread(chunk, 1, sizeof chunk, pipe)) > 0) text->append(chunk, n);
     pclose(pipe);
+    return true;
+}
+
+// The signature fields pdfsig lists (one "Signature #" each, signed or not).
+inline bool pdfsigFieldCount(const std::string& path, int* count) {
+    std::string text;
+    if (!pdfsigText(path, &text)) return false;
+    *count = 0;
+    for (size_t at = text.find("Signature #"); at != std::string::npos;
+         at = text.find("Signature #", at + 1))
+        ++*count;
+    return true;
+}
+
+// The signed ranges pdfsig lists for a file, in its order; false when pdfsig is not installed.
+inline bool pdfsigRanges(const std::string& path, std::vector<Range>* ranges) {
+    std::string text;
+    if (!pdfsigText(path, &text)) return false;
     std::regex pattern(R"(Signed Ranges: \[(\d+) - (\d+)\], \[(\d+) - (\d+)\])");
     for (std::sregex_iterator it(text.begin(), text.end(), pattern), end; it != end; ++it) {
         unsigned int a = std::stoul((*it)[1]), b = std::stoul((*it)[2]);
