@@ -179,7 +179,7 @@ TEST_F(FilterTest, LzwDecodesLibtiffAndPdfEncoders) {
 TEST(LZWTest, RoundTripAndHostileCodes) {
     // Long enough to fill the table several times.
     Bytes plain;
-    for (int i = 0; i < 60000; ++i) plain.push_back(static_cast<unsigned char>((i * i) >> 7));
+    for (unsigned int i = 0; i < 60000; ++i) plain.push_back(static_cast<unsigned char>((i * i) >> 7));
     Bytes coded(plain.size() * 2);
     unsigned long n = coded.size();
     LZW encoder;
