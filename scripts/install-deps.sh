@@ -9,6 +9,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   openssl python3 python3-cryptography python3-asn1crypto
   xmlsec1 opensc
+  qpdf poppler-utils python3-pikepdf python3-pil
 )
 
 missing=()
