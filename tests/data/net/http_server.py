@@ -10,7 +10,7 @@ by itself after LIFETIME seconds. A request with a whole URL is served by its pa
 server also stands in for an HTTP proxy in front of any host.
 
 Paths (DOCROOT/NAME is a file of DOCROOT; NAME.lastmod, when present, holds its Last-Modified
-text):
+text, and NAME.hang, when present, makes the server hang instead of serving NAME):
   /crl/NAME          the file, application/pkix-crl, with Last-Modified when known
   /b64/NAME          the file as base64 text (a .pem file as it is)
   /redirect/REST     302 to http://127.0.0.1:PORT/REST
@@ -94,6 +94,9 @@ class Handler(http.server.BaseHTTPRequestHandler):
         return data, stamp
 
     def serve(self, name, extra=()):
+        if os.path.exists(os.path.join(docroot, os.path.basename(name) + ".hang")):
+            time.sleep(lifetime)
+            return
         data, stamp = self.file(name)
         if data is None:
             self.answer(404, b"", "text/plain")
