@@ -95,6 +95,10 @@ public:
     static unsigned char setNoSOCKS(const char* address, const char* netmask);
     // Forgets the proxy and empties the no-SOCKS table.
     static void clearSOCKS();
+    // Empties the no-SOCKS table alone, the local networks included: every connection then
+    // goes through the proxy.
+    static void clearNoSOCKS() { lastNoSOCKS = 0; }
+    static int getNoSOCKSCount() { return lastNoSOCKS; }
 
     // Whether the text is a dotted IPv4 address.
     static unsigned char isDotNotation(const char* host);
