@@ -10,6 +10,7 @@ packages=(
   openssl python3 python3-cryptography python3-asn1crypto
   xmlsec1 opensc
   qpdf poppler-utils python3-pikepdf python3-pil
+  slapd ldap-utils microsocks tinyproxy
 )
 
 missing=()
@@ -27,5 +28,16 @@ if [ "$(id -u)" -ne 0 ]; then
   sudo="sudo"
 fi
 export DEBIAN_FRONTEND=noninteractive
+# The network tests start their own slapd and tinyproxy on unprivileged ports; the system
+# services these packages would start are not wanted, so service starts are refused while
+# installing (policy-rc.d answering 101).
+policy=/usr/sbin/policy-rc.d
+made_policy=""
+if [ ! -e "$policy" ]; then
+  printf '#!/bin/sh\nexit 101\n' | $sudo tee "$policy" >/dev/null
+  $sudo chmod 755 "$policy"
+  made_policy=1
+fi
+trap 'if [ -n "$made_policy" ]; then $sudo rm -f "$policy"; fi' EXIT
 $sudo apt-get install -y --no-install-recommends "${missing[@]}" >/dev/null ||
   { $sudo apt-get update >/dev/null && $sudo apt-get install -y --no-install-recommends "${missing[@]}" >/dev/null; }

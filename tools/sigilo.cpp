@@ -54,6 +54,9 @@ const char kUsage[] =
     "      --ocsp-timeout S       time-out OCSP in secondi\n"
     "      --http-proxy HOST:PORT[:USER:PASS]\n"
     "      --socks-proxy HOST:PORT[:USER:PASS]\n"
+    "      --no-socks RETE/MASCHERA[,RETE/MASCHERA...]\n"
+    "                             reti raggiunte senza il proxy SOCKS\n"
+    "      --no-crl-timestamp     non chiede al server la data delle CRL in cache\n"
     "      --import-pem FILE      sostituisce la lista delle CA con i certificati PEM e la salva\n"
     "      --add-pem FILE         aggiunge i certificati PEM alla lista delle CA\n"
     "      --add-tsl FILE         aggiunge le CA di una trust list\n"
@@ -102,6 +105,8 @@ struct Options {
     const char* server = nullptr;
     int timeout = -1, ocspTimeout = -1;
     Proxy httpProxy, socksProxy;
+    std::vector<std::string> noSOCKS;
+    bool noCRLTimeStamp = false;
     const char* tslSigner = nullptr;
     std::vector<Command> commands;
     std::vector<const char*> files;
@@ -242,6 +247,20 @@ int parseOptions(int argc, char** argv, Options* o) {
             if (!parseProxy(text, proxy)) {
                 throw UsageError{"valore non valido per " + a + ": " + text};
             }
+        } else if (is(nullptr, "--no-socks")) {
+            std::string list = value();
+            for (size_t start = 0; start <= list.size();) {
+                size_t comma = list.find(',', start);
+                if (comma == std::string::npos) comma = list.size();
+                std::string item = list.substr(start, comma - start);
+                if (item.find('/') == std::string::npos) {
+                    throw UsageError{"valore non valido per --no-socks: " + item};
+                }
+                o->noSOCKS.push_back(item);
+                start = comma + 1;
+            }
+        } else if (is(nullptr, "--no-crl-timestamp")) {
+            o->noCRLTimeStamp = true;
         } else if (is(nullptr, "--import-pem")) {
             o->commands.push_back({CommandKind::ImportPEM, value(), "--import-pem"});
         } else if (is(nullptr, "--add-pem")) {
@@ -314,6 +333,19 @@ int applySwitches(const Options& o) {
                         setSOCKSProxy(proxy->host.c_str(), proxy->port, user, password));
         }
     }
+    if (!o.noSOCKS.empty()) {
+        // setNoSOCKS edits its items in place: they are copied into arrays of its own.
+        std::vector<std::vector<char>> items;
+        for (const std::string& item : o.noSOCKS) items.emplace_back(item.begin(), item.end());
+        std::vector<char*> list;
+        for (std::vector<char>& item : items) {
+            item.push_back(0);
+            list.push_back(item.data());
+        }
+        list.push_back(nullptr);
+        warnRefused("--no-socks", setNoSOCKS(list.data()));
+    }
+    if (o.noCRLTimeStamp) warnRefused("--no-crl-timestamp", setTimeStampCheck(false));
     // A verification time that the library refuses (unreadable, or not in the past) would leave
     // the files judged at the present time instead: the run stops here.
     if (o.time != nullptr && !setVerificationTime(o.time)) {

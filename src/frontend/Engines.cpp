@@ -2,6 +2,9 @@
 
 #include "crypto/CryptoDevice.h"
 #include "crypto/CryptoKi.h"
+#include "net/HTTP.h"
+#include "net/HTTPS.h"
+#include "net/Transport.h"
 #include "trust/CACache.h"
 #include "trust/LocalTrustStore.h"
 #include "verify/TrustStore.h"
@@ -32,23 +35,32 @@ TrustStore* Engines::createTrustStore(CryptoDevice* device) {
     return new LocalTrustStore(device);
 }
 
-unsigned char Engines::setTCPTimeout(int) {
-    return 0;
+// The CRL retrieval and its clients take the network settings; OCSP and the verification
+// server have no client in this build, so their time-out is refused.
+unsigned char Engines::setTCPTimeout(int seconds) {
+    CACache::setTimeout(seconds);
+    return 255;
 }
 unsigned char Engines::setOCSPTimeout(int) {
     return 0;
 }
-unsigned char Engines::setTimeStampCheck(unsigned char) {
-    return 0;
+unsigned char Engines::setTimeStampCheck(unsigned char on) {
+    CACache::setTimeStampCheck(on);
+    return 255;
 }
-unsigned char Engines::setHTTPProxy(const char*, int, const char*, const char*) {
-    return 0;
+unsigned char Engines::setHTTPProxy(const char* host, int port, const char* user,
+                                    const char* password) {
+    HTTP::setProxy(host, port, user, password);
+    HTTPS::setProxy(host, port, user, password);
+    return 255;
 }
-unsigned char Engines::setSOCKSProxy(const char*, unsigned short, const char*, const char*) {
-    return 0;
+unsigned char Engines::setSOCKSProxy(const char* host, unsigned short port, const char* user,
+                                     const char* password) {
+    Transport::setSOCKSProxy(host, port, user, password);
+    return 255;
 }
-unsigned char Engines::setNoSOCKS(const char*, const char*) {
-    return 0;
+unsigned char Engines::setNoSOCKS(const char* address, const char* mask) {
+    return Transport::setNoSOCKS(address, mask);
 }
 
 Engines* Engines::get() {

@@ -194,14 +194,40 @@ public:
     unsigned char updateCRLCache();
 
     // The transport that fetches a CRL: the DER of the CRL into der, and the server's time
-    // stamp of it (or null) into *timeStamp; 0 when nothing could be fetched. The network
-    // transports plug in here, and so do tests that serve CRLs from files. With none set,
-    // nothing is fetched, so a CRL the cache lacks cannot be had.
+    // stamp of it (or null) into *timeStamp; 0 when nothing could be fetched. Tests that serve
+    // CRLs from files plug in here. With none set (the start, or nulls), the network fetches:
+    // fetchCRL and getTimeStamp below.
     using CRLFetcher =
         std::function<unsigned char(const char* uri, Buffer* der, X500Time** timeStamp)>;
     // The server's time stamp of a CRL without the CRL; null when unknown.
     using CRLStamper = std::function<X500Time*(const char* uri)>;
     static void setCRLTransport(CRLFetcher fetcher, CRLStamper stamper);
+
+    // ---- CRLs from the network, by the scheme of the URI ("http://", "ldap://", "https://";
+    // any other fails). Each fills der with the CRL as it arrived and *timeStamp with the
+    // server's date of it (or null), and gives 255, or 0 when no CRL arrived. ----
+    unsigned char fetchCRL(const char* uri, Buffer* der, X500Time** timeStamp);
+    unsigned char httpCRL(const char* url, Buffer* der, X500Time** timeStamp);
+    // Always 0: there is no TLS.
+    unsigned char httpsCRL(const char* url, Buffer* der, X500Time** timeStamp);
+    // An anonymous bind, then a search of the DN for the attribute text
+    // "attribute?scope?filterName=filterValue" (scope "base", "one" or "sub"; the filter an
+    // equality match unless its value starts with "*"), asking for the attribute and
+    // modifyTimestamp; without an answer, once more for "attribute;binary". A CRL without a
+    // date of the directory's is dated now.
+    unsigned char ldapCRL(const char* host, int port, const char* dn, const char* attributes,
+                          Buffer* der, X500Time** timeStamp);
+    // The server's date of the CRL at the URI, or null when unknown or when time stamps are not
+    // asked for (setTimeStampCheck(0)).
+    X500Time* getTimeStamp(const char* uri);
+    X500Time* getHttpTimeStamp(const char* url);
+    X500Time* getHttpsTimeStamp(const char* url);
+    X500Time* getLdapTimeStamp(const char* host, int port, const char* dn);
+    // An HTTP date in any of its three forms (RFC 1123, RFC 850, asctime), taken as UTC; null
+    // when it does not read.
+    static X500Time* readHTTPDate(const char* text);
+    static int getTimeout();
+    static unsigned char getTimeStampCheck();
 
     // 255 when the serial (hexadecimal text) is on the newest usable CRL of the distribution
     // point, else 0; with 0, getErrCode other than kNoError means no answer could be had (5137).

@@ -1,5 +1,6 @@
-// CACache: fetching CRLs into the table. The transport is plugged in (setCRLTransport); what it
-// brings is read as a CRL, judged by isCRLOk, and kept only if it is newer than the row's.
+// CACache: fetching CRLs into the table, through the network or a transport plugged in
+// (setCRLTransport); what arrives is read as a CRL, judged by isCRLOk, and kept only if it is
+// newer than the row's.
 #include <strings.h>
 
 #include <cstring>
@@ -38,11 +39,16 @@ void CACache::setCRLTransport(CRLFetcher fetcher, CRLStamper stamper) {
 // The test of mode 2: the CRL is due (nextUpdate now or earlier, or unknown), or the server
 // holds one stamped later than ours. A stamp the server does not give decides nothing.
 bool CACache::isStale(int row, const char* uri) {
+    // Mode 4 uses no network at all, not even to ask for a date.
+    if (downloadCRL == 4) return false;
     const CRLCacheEntry& entry = crlCache[row];
     std::unique_ptr<X500Time> now(SystemClock::getUTCTime());
     if (entry.nextUpdate == nullptr || *entry.nextUpdate <= *now) return true;
-    if (!timeStampCheck || !crlStamper) return false;
-    std::unique_ptr<X500Time> remote(crlStamper(uri));
+    if (!timeStampCheck) return false;
+    // A plugged fetcher without a stamper gives no stamps; with neither, the network does.
+    std::unique_ptr<X500Time> remote(crlStamper   ? crlStamper(uri)
+                                     : crlFetcher ? nullptr
+                                                  : getTimeStamp(uri));
     return remote != nullptr && (entry.timeStamp == nullptr || *remote > *entry.timeStamp);
 }
 
@@ -80,15 +86,11 @@ void CACache::storeCRL(int row, const unsigned char* der, unsigned int length,
 unsigned char CACache::doRetrieveCRL(const char* uri, int row) {
     if (uri == nullptr || row < 0 || row >= kMaxCRLRows) return 0;
     if (log != nullptr) log->print(5, 4712, "CRL: %s", uri);
-    if (!crlFetcher) {
-        if (log != nullptr) log->print(3, "Nessun trasporto per scaricare la CRL: %s", uri);
-        return 0;
-    }
     // The CRL is read through a SecureBuffer so that its digest comes from the bytes as they
     // arrived.
     SecureBuffer der(kBufferSize, cryptoDevice);
     X500Time* stamp = nullptr;
-    if (!crlFetcher(uri, &der, &stamp)) {
+    if (!(crlFetcher ? crlFetcher(uri, &der, &stamp) : fetchCRL(uri, &der, &stamp))) {
         delete stamp;
         return 0;
     }

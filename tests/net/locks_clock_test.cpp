@@ -1,8 +1,7 @@
 // Mutex, Semaphore and SystemClock: the exclusion they promise under real threads, and the
 // clock's two time forms.
-#include <gtest/gtest.h>
-
 #include <errno.h>
+#include <gtest/gtest.h>
 
 #include <memory>
 #include <thread>

@@ -34,8 +34,8 @@ class SMTPServer {
 public:
     SMTPServer(const std::string& mode, const std::string& transcriptPath)
         : transcript(transcriptPath) {
-        std::string command = std::string(SIGILO_PYTHON3) + " " +
-                              testData("net/smtp_server.py") + " " + mode + " " + transcript;
+        std::string command = std::string(SIGILO_PYTHON3) + " " + testData("net/smtp_server.py") +
+                              " " + mode + " " + transcript;
         pipe = popen(command.c_str(), "r");
         char line[32] = {};
         if (pipe != nullptr && fgets(line, sizeof line, pipe) != nullptr) port = atoi(line);
@@ -57,7 +57,9 @@ private:
 };
 
 std::vector<std::pair<int, std::string>> syslogLines;
-void captureSyslog(int priority, const char* line) { syslogLines.emplace_back(priority, line); }
+void captureSyslog(int priority, const char* line) {
+    syslogLines.emplace_back(priority, line);
+}
 
 class LoggerTest : public ::testing::Test {
 protected:

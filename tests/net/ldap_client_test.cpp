@@ -1,0 +1,250 @@
+// The LDAP client against real directories that the test starts on 127.0.0.1: OpenLDAP's slapd
+// (Debian), with its entries loaded by slapadd and checked by ldapsearch before the client is
+// run, and a small directory of tests/data/net that gives its CRL only to a search for the
+// binary form.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "asn1/Base64.h"
+#include "asn1/X500Time.h"
+#include "crypto/CryptoDevice.h"
+#include "crypto/CryptoKi.h"
+#include "net/LDAPSession.h"
+#include "net/NetFixture.h"
+#include "net/SearchRequest.h"
+#include "net/SearchResultEntry.h"
+#include "pkix/DistributionPointName.h"
+#include "pkix/GeneralName.h"
+#include "trust/CACache.h"
+
+namespace {
+
+const char kRevoked[] = "12";
+const char kHeld[] = "13";
+const char kGood[] = "11";
+
+std::string timeText(X500Time* owned) {
+    std::unique_ptr<X500Time> t(owned);
+    if (t == nullptr) return "(null)";
+    std::unique_ptr<char[]> v(t->getValue());
+    return v.get();
+}
+
+std::unique_ptr<DistributionPointName> pointOf(const std::string& uri) {
+    auto name = std::make_unique<DistributionPointName>();
+    GeneralNameList names;
+    GeneralName one;
+    one.setUniformResourceIdentifier(uri.c_str());
+    names.addElementCopy(&one);
+    name->setFullName(&names);
+    return name;
+}
+
+class DirectoryTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        ki = new CryptoKi();
+        device = new CryptoDevice(ki);
+        ASSERT_NE(device->openToken(0, nullptr, 0), 0u);
+    }
+    static void TearDownTestSuite() {
+        delete device;
+        delete ki;
+    }
+    void SetUp() override {
+        dir = ::testing::TempDir() + "/ldap_" +
+              ::testing::UnitTest::GetInstance()->current_test_info()->name();
+        ASSERT_EQ(system(("rm -rf '" + dir + "' && mkdir -p '" + dir + "/db'").c_str()), 0);
+        CACache::init();
+        CACache::setCRLTransport(nullptr, nullptr);
+        CACache::setTimeout(10);
+        CACache::setTimeStampCheck(255);
+        CACache::setDownloadCRL(2);
+        cache = std::make_unique<CACache>(device);
+        ASSERT_EQ(cache->addCACert(testData("net/root.pem").c_str()), 255);
+    }
+    void TearDown() override {
+        if (cache) cache->clean();
+        CACache::setTimeout(60);
+    }
+    unsigned char search(const std::string& uri, const char* serial) {
+        return cache->searchCRL(pointOf(uri).get(), 0, serial);
+    }
+
+    inline static CryptoKi* ki = nullptr;
+    inline static CryptoDevice* device = nullptr;
+    std::string dir;
+    std::unique_ptr<CACache> cache;
+    ServerProcess server;
+};
+
+// slapd with a small tree: the root's CRL on cn=Radice Rete,o=Sigilo and on a copy of it under
+// ou=CA, and an entry without CRL.
+class Slapd : public DirectoryTest {
+protected:
+    void SetUp() override {
+        for (const char* program : {"slapd", "slapadd", "ldapsearch"}) {
+            if (!ServerProcess::installed(program)) {
+                GTEST_SKIP() << program << " is not installed (Debian slapd and ldap-utils; "
+                             << "scripts/install-deps.sh installs them)";
+            }
+        }
+        DirectoryTest::SetUp();
+        std::string crl = readFile(testData("net/crl_current.der"));
+        std::unique_ptr<char[]> coded(
+            Base64::encode(reinterpret_cast<const unsigned char*>(crl.data()),
+                           static_cast<unsigned int>(crl.size())));
+        writeFile(dir + "/slapd.conf",
+                  "include /etc/ldap/schema/core.schema\n"
+                  "pidfile " +
+                      dir +
+                      "/slapd.pid\n"
+                      "modulepath /usr/lib/ldap\n"
+                      "moduleload back_mdb\n"
+                      "database mdb\n"
+                      "suffix \"o=Sigilo\"\n"
+                      "rootdn \"cn=admin,o=Sigilo\"\n"
+                      "directory " +
+                      dir +
+                      "/db\n"
+                      "maxsize 10485760\n"
+                      "access to * by * read\n");
+        std::string entry = std::string("objectClass: cRLDistributionPoint\ncn: Radice Rete\n") +
+                            "certificateRevocationList;binary:: " + coded.get() +
+                            "\nmodifyTimestamp: 20240101000000Z\n";
+        writeFile(dir + "/data.ldif",
+                  "dn: o=Sigilo\nobjectClass: organization\no: Sigilo\n\n"
+                  "dn: cn=Radice Rete,o=Sigilo\n" +
+                      entry +
+                      "\n"
+                      "dn: ou=CA,o=Sigilo\nobjectClass: organizationalUnit\nou: CA\n\n"
+                      "dn: cn=Radice Rete,ou=CA,o=Sigilo\n" +
+                      entry +
+                      "\n"
+                      "dn: cn=Vuota,o=Sigilo\nobjectClass: cRLDistributionPoint\ncn: Vuota\n");
+        ASSERT_EQ(system(("slapadd -f '" + dir + "/slapd.conf' -l '" + dir +
+                          "/data.ldif' >/dev/null 2>&1")
+                             .c_str()),
+                  0);
+        port = ServerProcess::freePort();
+        ASSERT_TRUE(
+            server.startOnPort({"slapd", "-f", dir + "/slapd.conf", "-h",
+                                "ldap://127.0.0.1:" + std::to_string(port) + "/", "-d", "0"},
+                               port, dir + "/slapd.log"));
+        // The fixture proved by OpenLDAP's own client before Sigilo asks it anything.
+        std::string proof = dir + "/proof.ldif";
+        ASSERT_EQ(system(("ldapsearch -x -LLL -o nettimeout=10 -H ldap://127.0.0.1:" +
+                          std::to_string(port) +
+                          " -b 'cn=Radice Rete,o=Sigilo' -s base certificateRevocationList "
+                          "modifyTimestamp >'" +
+                          proof + "'")
+                             .c_str()),
+                  0);
+        std::string found = readFile(proof);
+        ASSERT_NE(found.find("certificateRevocationList;binary:: MII"), std::string::npos) << found;
+        ASSERT_NE(found.find("modifyTimestamp: 20240101000000Z"), std::string::npos) << found;
+    }
+    std::string uri(const std::string& rest) const {
+        return "ldap://127.0.0.1:" + std::to_string(port) + "/" + rest;
+    }
+    unsigned short port = 0;
+};
+
+TEST_F(Slapd, TheCRLOfAnEntryByEveryFormOfTheURI) {
+    for (const std::string& rest :
+         {std::string("cn=Radice%20Rete,o=Sigilo"),
+          std::string("cn=Radice%20Rete,o=Sigilo?certificateRevocationList;binary"),
+          std::string("cn=Radice%20Rete,o=Sigilo?certificateRevocationList?base"),
+          std::string("o=Sigilo?certificateRevocationList?sub?(cn=Radice%20Rete)"),
+          std::string("ou=CA,o=Sigilo?certificateRevocationList?one?(objectClass=*)")}) {
+        std::string u = uri(rest);
+        EXPECT_EQ(search(u, kRevoked), 255) << u;
+        EXPECT_EQ(cache->getReason(), 1) << u;
+        EXPECT_EQ(search(u, kHeld), 255) << u;
+        EXPECT_EQ(cache->getReason(), 6) << u;
+        EXPECT_EQ(search(u, kGood), 0) << u;
+        EXPECT_EQ(cache->getErrCode(), CACache::kNoError) << u;
+    }
+    EXPECT_EQ(CACache::getCRLCacheMax(), 5);
+    // The directory's modifyTimestamp is the row's time stamp, and the date asked for it.
+    EXPECT_EQ(timeText(CACache::getCRLRowTime(0, 3)), "20240101000000Z");
+    EXPECT_EQ(timeText(cache->getTimeStamp(uri("cn=Radice%20Rete,o=Sigilo").c_str())),
+              "20240101000000Z");
+}
+
+TEST_F(Slapd, NoCRLWhereTheDirectoryHasNone) {
+    for (const std::string& u : {uri("cn=Vuota,o=Sigilo"), uri("cn=Nessuno,o=Sigilo"),
+                                 uri("o=Sigilo?certificateRevocationList?sub?(cn=Nessuno)"),
+                                 std::string("ldap://127.0.0.1:9/cn=Radice%20Rete,o=Sigilo")}) {
+        EXPECT_EQ(search(u, kRevoked), 0) << u;
+        EXPECT_EQ(cache->getErrCode(), 5137u) << u;
+    }
+}
+
+TEST_F(Slapd, TheSessionBindsSearchesAndUnbinds) {
+    LDAPSession session("127.0.0.1", port);
+    session.setTimeout(10);
+    ASSERT_EQ(session.initSession(), 255);
+    ASSERT_EQ(session.bind("", ""), 255);
+    SearchRequest request;
+    request.setBaseObject("o=Sigilo");
+    request.setScope(SearchRequest::kScopeSub);
+    request.setEqualityFilter("objectClass", "cRLDistributionPoint");
+    request.addAttribute("cn");
+    std::vector<std::unique_ptr<SearchResultEntry>> entries;
+    int code = -1;
+    ASSERT_EQ(session.search(&request, &entries, &code), 255);
+    EXPECT_EQ(code, 0);
+    std::vector<std::string> names;
+    for (const auto& e : entries) {
+        names.push_back(e->_getObjectName());
+        ASSERT_EQ(e->_getAttributes().size(), 1u);
+        EXPECT_EQ(e->_getAttributes()[0].type, "cn");
+    }
+    EXPECT_EQ(names,
+              (std::vector<std::string>{"cn=Radice Rete,o=Sigilo", "cn=Radice Rete,ou=CA,o=Sigilo",
+                                        "cn=Vuota,o=Sigilo"}));
+    // A base that is not there: no entries, and the directory's code 32 (noSuchObject).
+    request.setBaseObject("o=Altro");
+    entries.clear();
+    ASSERT_EQ(session.search(&request, &entries, &code), 255);
+    EXPECT_EQ(code, 32);
+    EXPECT_TRUE(entries.empty());
+    // A bind with a wrong password is refused.
+    EXPECT_EQ(session.bind("cn=admin,o=Sigilo", "sbagliata"), 0);
+    EXPECT_EQ(session.unbind(), 255);
+    session.closeSession();
+}
+
+class BinaryOnlyDirectory : public DirectoryTest {
+protected:
+    void SetUp() override {
+        DirectoryTest::SetUp();
+        log = dir + "/searches.log";
+        writeFile(log, "");
+        ASSERT_TRUE(server.startPrintingPort({SIGILO_PYTHON3, testData("net/ldap_binary_server.py"),
+                                              testData("net/crl_current.der"), log, "60"}));
+    }
+    std::string uri(const std::string& rest) const {
+        return "ldap://127.0.0.1:" + std::to_string(server.port()) + "/" + rest;
+    }
+    std::string log;
+};
+
+TEST_F(BinaryOnlyDirectory, APlainAttributeIsAskedForAgainInTheBinaryForm) {
+    EXPECT_EQ(search(uri("cn=Radice%20Rete,o=Sigilo?certificateRevocationList"), kRevoked), 255);
+    EXPECT_EQ(readFile(log),
+              "certificateRevocationList modifyTimestamp\n"
+              "certificateRevocationList;binary modifyTimestamp\n");
+    EXPECT_EQ(timeText(CACache::getCRLRowTime(0, 3)), "20240101000000Z");
+    // Asked for in the binary form, one search is enough.
+    writeFile(log, "");
+    EXPECT_EQ(search(uri("cn=Radice%20Rete,o=Sigilo?certificateRevocationList;binary"), kHeld),
+              255);
+    EXPECT_EQ(readFile(log), "certificateRevocationList;binary modifyTimestamp\n");
+}
+
+}  // namespace
