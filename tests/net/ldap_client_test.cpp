@@ -9,9 +9,13 @@
 #include <vector>
 
 #include "asn1/Base64.h"
+#include "asn1/Buffer.h"
 #include "asn1/X500Time.h"
 #include "crypto/CryptoDevice.h"
 #include "crypto/CryptoKi.h"
+#include "net/BindRequest.h"
+#include "net/LDAPMessage.h"
+#include "net/LDAPResult.h"
 #include "net/LDAPSession.h"
 #include "net/NetFixture.h"
 #include "net/SearchRequest.h"
@@ -245,6 +249,48 @@ TEST_F(BinaryOnlyDirectory, APlainAttributeIsAskedForAgainInTheBinaryForm) {
     EXPECT_EQ(search(uri("cn=Radice%20Rete,o=Sigilo?certificateRevocationList;binary"), kHeld),
               255);
     EXPECT_EQ(readFile(log), "certificateRevocationList;binary modifyTimestamp\n");
+}
+
+// The messages every LDAP client sends first and last, byte for byte as RFC 4511 lays them out
+// (and as OpenLDAP's ldapsearch sends them), and answers cut short or overlong.
+TEST(LDAPMessages, KnownEncodingsAndDamagedAnswers) {
+    auto encode = [](LDAPMessage* m) {
+        Buffer out;
+        m->wrapASN1(&out);
+        return std::string(reinterpret_cast<const char*>(out._getData()), out.getWritePos());
+    };
+    BindRequest anonymous(3, "", "");
+    LDAPMessage bind(1);
+    bind.setBindRequest(&anonymous);
+    EXPECT_EQ(encode(&bind),
+              std::string("\x30\x0c\x02\x01\x01\x60\x07\x02\x01\x03\x04\x00\x80\x00", 14));
+    LDAPMessage unbind(3);
+    unbind.setUnbindRequest();
+    EXPECT_EQ(encode(&unbind), std::string("\x30\x05\x02\x01\x03\x42\x00", 7));
+
+    // A bind response of success, whole and cut short, and with a field too long.
+    const std::string done("\x30\x0c\x02\x01\x01\x61\x07\x0a\x01\x00\x04\x00\x04\x00", 14);
+    auto decode = [](const std::string& bytes, LDAPMessage* m) {
+        Buffer in;
+        in.fromByteArray(reinterpret_cast<const unsigned char*>(bytes.data()),
+                         static_cast<unsigned int>(bytes.size()));
+        return m->unwrapASN1(&in);
+    };
+    LDAPMessage answer;
+    ASSERT_EQ(decode(done, &answer), 255);
+    EXPECT_EQ(answer.getOperation(), LDAPMessage::kBindResponse);
+    ASSERT_NE(answer._getResult(), nullptr);
+    EXPECT_EQ(answer._getResult()->getResultCode(), 0);
+    for (size_t cut = 1; cut < done.size(); ++cut) {
+        EXPECT_EQ(decode(done.substr(0, cut), &answer), 0) << cut;
+    }
+    std::string overlong = done;
+    overlong[13] = 0x05;
+    EXPECT_EQ(decode(overlong, &answer), 0);
+    // A result whose inner fields run past the operation's own length.
+    std::string spilled = done;
+    spilled[6] = 0x05;
+    EXPECT_EQ(decode(spilled, &answer), 0);
 }
 
 }  // namespace
