@@ -42,8 +42,9 @@ void decode(const uint8_t* data, size_t size) {
     PDFFile pdf(&b);
     // The first two bytes choose the predictor's parameters.
     const unsigned int predictors[] = {1, 2, 10, 12, 15};
-    pdf.setDecodeParms(predictors[data[0] % 5], 1 + (data[0] >> 4) % 4, 1u << ((data[1] >> 6) % 5),
-                       1 + data[1] % 40);
+    const unsigned int bits[] = {1, 2, 4, 8, 16};
+    pdf.setDecodeParms(predictors[data[0] % 5], 1 + (data[0] >> 4) % 4, bits[(data[1] >> 5) % 5],
+                       1 + data[1] % 32);
     unsigned int n = 0;
     const unsigned char* input = data + 2;
     unsigned int length = static_cast<unsigned int>(size - 2);
