@@ -1,8 +1,8 @@
 // A token file of arbitrary bytes, loaded by the built-in token as its disk slot: header,
 // directory, object images, the user PIN "1234" opening (or not) the private objects, and every
-// visible object's attributes read out. The header digest is set right on every other input,
-// so that the fuzzer reaches past it into the directory and the images. Object images also go
-// straight into restoreObject for each class.
+// visible object's attributes read out, then one object destroyed and one written. The header
+// digest is set right on every other input, so that the fuzzer reaches past it into the directory
+// and the images. Object images also go straight into restoreObject for each class.
 #include <unistd.h>
 
 #include <cstdint>
@@ -56,6 +56,15 @@ void exercise(const std::vector<uint8_t>& file) {
                 token.C_Sign(h, value, 16, value, &len);
             }
         }
+        // Writes into a hostile directory: a destroyed image is wiped where its entry says, a
+        // new one goes where it overwrites no other.
+        if (n > 0) token.C_DestroyObject(h, objects[0]);
+        CK_OBJECT_CLASS c = CKO_DATA;
+        CK_BBOOL yes = CK_TRUE;
+        char label[] = "fuzz";
+        CK_ATTRIBUTE d[] = {{CKA_CLASS, &c, sizeof c}, {CKA_TOKEN, &yes, 1}, {CKA_LABEL, label, 4}};
+        CK_OBJECT_HANDLE created = 0;
+        token.C_CreateObject(h, d, 3, &created);
         token.C_CloseSession(h);
     }
     token.C_Finalize(nullptr);

@@ -6,10 +6,19 @@
 // instead of touching memory. The guard is non-zero on purpose: the tag readers skip zero bytes.
 //
 // Truth values are one byte: 0 is false, anything else true (usually 255, sometimes 1).
+//
+// The header readers also keep the definite constructed values that the read position is inside
+// of. A value read inside one must end inside it, and the first header read at or past its end
+// must find it ended exactly there: a SEQUENCE or SET whose declared length disagrees with the
+// children read from it is refused wherever it occurs, rather than by each class on its own.
+// Signatures are checked over re-encoded parts, so such a mismatch would otherwise let bytes
+// that no signature covers pass as signed. Peeks take no part in this; a constructed OCTET
+// STRING in definite form keeps its own looser reading (only its first piece is delivered).
 #ifndef SIGILO_ASN1_BUFFER_H
 #define SIGILO_ASN1_BUFFER_H
 
 #include <cstddef>
+#include <vector>
 
 class OID;
 
@@ -242,6 +251,21 @@ private:
     unsigned char readBitStringBody(unsigned char tag, unsigned char** p, unsigned int* n,
                                     unsigned char* unused);
     unsigned char readInteger(unsigned char tag, unsigned int maxLen, long* v);
+    // The header read under both readASN1Header forms; nested is false for the peeks.
+    unsigned char readHeader(unsigned char* tag, unsigned int* len, unsigned char* definite,
+                             bool nested);
+    // The nesting rules for a header whose reading began at from, with its tag at tagAt, and
+    // that has just been read; 0 when it breaks them.
+    unsigned char enterValue(unsigned int from, unsigned int tagAt, unsigned char tag,
+                             unsigned int len, unsigned char definite);
+
+    // A definite constructed value the read position may be inside: where its tag lies and
+    // where its content ends.
+    struct OpenValue {
+        unsigned int start;
+        unsigned int end;
+    };
+    std::vector<OpenValue> openValues;
 
     unsigned char* data;
     unsigned int capacity;

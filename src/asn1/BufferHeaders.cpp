@@ -5,6 +5,15 @@
 // wholly inside the buffer; whether the value it announces fits is the caller's concern.
 #include "asn1/Buffer.h"
 
+namespace {
+
+// Deeper nesting than any real structure has; the readers above cap their own depth well below.
+constexpr size_t kMaxOpenValues = 4096;
+// The constructed OCTET STRING, whose definite form is read by its first piece only.
+constexpr unsigned char kConstructedOctetString = 0x24;
+
+}  // namespace
+
 // ---- Length ----
 
 void Buffer::writeASN1Length(unsigned int len) {
@@ -65,8 +74,14 @@ unsigned char Buffer::readASN1Header(unsigned char* tag, unsigned int* len) {
 
 unsigned char Buffer::readASN1Header(unsigned char* tag, unsigned int* len,
                                      unsigned char* definite) {
+    return readHeader(tag, len, definite, true);
+}
+
+unsigned char Buffer::readHeader(unsigned char* tag, unsigned int* len, unsigned char* definite,
+                                 bool nested) {
     *len = 0;
     *definite = 255;
+    const unsigned int from = readPos;
     const unsigned char* t;
     do {
         t = take(1);
@@ -76,8 +91,33 @@ unsigned char Buffer::readASN1Header(unsigned char* tag, unsigned int* len,
         }
     } while (*t == 0);
     *tag = *t;
+    const unsigned int tagAt = readPos - 1;
     if (peekByte() == 0x80) *definite = 0;
-    return readASN1Length(len);
+    if (!readASN1Length(len)) return 0;
+    return nested ? enterValue(from, tagAt, *tag, *len, *definite) : 1;
+}
+
+unsigned char Buffer::enterValue(unsigned int from, unsigned int tagAt, unsigned char tag,
+                                 unsigned int len, unsigned char definite) {
+    // Values whose header lies at or after the place this read began were left behind by a
+    // step back (a retry, a second look): they are read again from here.
+    while (!openValues.empty() && openValues.back().start >= from) openValues.pop_back();
+    // Values that end where this read began are complete; so are those a reader stepped over.
+    while (!openValues.empty() && openValues.back().end <= from) openValues.pop_back();
+    if (!openValues.empty()) {
+        const OpenValue& parent = openValues.back();
+        // Zero bytes skipped in front of the tag may not run up to or across the end of the
+        // value around them: the value would then end in bytes that are no child of it.
+        if (parent.end <= tagAt) return 0;
+        // A child, its header included, must end inside its parent.
+        if (readPos > parent.end || (definite && len > parent.end - readPos)) return 0;
+    }
+    if (definite && (tag & 0x20) != 0 && tag != kConstructedOctetString) {
+        if (openValues.size() >= kMaxOpenValues) return 0;
+        unsigned int end = len <= 0xFFFFFFFFu - readPos ? readPos + len : 0xFFFFFFFFu;
+        openValues.push_back({tagAt, end});
+    }
+    return 1;
 }
 
 unsigned char Buffer::peekASN1Header(unsigned char* tag, unsigned int* len) {
@@ -88,7 +128,7 @@ unsigned char Buffer::peekASN1Header(unsigned char* tag, unsigned int* len) {
 unsigned char Buffer::peekASN1Header(unsigned char* tag, unsigned int* len,
                                      unsigned char* definite) {
     unsigned int start = readPos;
-    unsigned char result = readASN1Header(tag, len, definite);
+    unsigned char result = readHeader(tag, len, definite, false);
     readPos = start;
     return result;
 }

@@ -171,3 +171,111 @@ TEST(BerHeaders, FreeFormTags) {
 }
 
 }  // namespace
+
+namespace {
+
+// Reads the header at the read position: the tag, or 0 when the read fails.
+unsigned char headerTag(Buffer& b, unsigned int* len = nullptr) {
+    unsigned char tag = 0, definite = 0;
+    unsigned int n = 0;
+    if (!b.readASN1Header(&tag, &n, &definite)) return 0;
+    if (len != nullptr) *len = n;
+    return tag;
+}
+
+// Steps over the content of a primitive value whose header was just read.
+void skip(Buffer& b, unsigned int len) {
+    b.setReadPos(b.getReadPos() + len);
+}
+
+}  // namespace
+
+// A definite constructed value must hold exactly the children read from it.
+TEST(BerNesting, AParentEndsExactlyWhereItsLastChildEnds) {
+    unsigned int len = 0;
+    // SEQUENCE { INTEGER 1, SEQUENCE { INTEGER 2 } }, then a NULL: all well formed.
+    Bytes good({0x30, 0x08, 0x02, 0x01, 0x01, 0x30, 0x03, 0x02, 0x01, 0x02, 0x05, 0x00});
+    EXPECT_EQ(headerTag(good.b), 0x30);
+    EXPECT_EQ(headerTag(good.b, &len), 0x02);
+    skip(good.b, len);
+    EXPECT_EQ(headerTag(good.b), 0x30);
+    EXPECT_EQ(headerTag(good.b, &len), 0x02);
+    skip(good.b, len);
+    EXPECT_EQ(headerTag(good.b), 0x05);
+
+    // The inner SEQUENCE one byte shorter than its INTEGER: the child runs past its parent.
+    Bytes shorter({0x30, 0x08, 0x02, 0x01, 0x01, 0x30, 0x02, 0x02, 0x01, 0x02, 0x05, 0x00});
+    EXPECT_EQ(headerTag(shorter.b), 0x30);
+    EXPECT_EQ(headerTag(shorter.b, &len), 0x02);
+    skip(shorter.b, len);
+    EXPECT_EQ(headerTag(shorter.b), 0x30);
+    EXPECT_EQ(headerTag(shorter.b), 0);
+
+    // The inner SEQUENCE one byte longer: after its INTEGER the next value starts inside it and
+    // runs past its end.
+    Bytes longer({0x30, 0x09, 0x02, 0x01, 0x01, 0x30, 0x04, 0x02, 0x01, 0x02, 0x05, 0x00});
+    EXPECT_EQ(headerTag(longer.b), 0x30);
+    EXPECT_EQ(headerTag(longer.b, &len), 0x02);
+    skip(longer.b, len);
+    EXPECT_EQ(headerTag(longer.b), 0x30);
+    EXPECT_EQ(headerTag(longer.b, &len), 0x02);
+    skip(longer.b, len);
+    EXPECT_EQ(headerTag(longer.b), 0);
+
+    // Zero bytes that pad a value up to its declared end are no child of it.
+    Bytes padded({0x30, 0x04, 0x02, 0x01, 0x01, 0x00, 0x05, 0x00});
+    EXPECT_EQ(headerTag(padded.b), 0x30);
+    EXPECT_EQ(headerTag(padded.b, &len), 0x02);
+    skip(padded.b, len);
+    EXPECT_EQ(headerTag(padded.b), 0);
+    // Outside every value they are skipped as before.
+    Bytes leading({0x00, 0x00, 0x30, 0x00, 0x00, 0x05, 0x00});
+    EXPECT_EQ(headerTag(leading.b), 0x30);
+    EXPECT_EQ(headerTag(leading.b), 0x05);
+}
+
+TEST(BerNesting, StepsBackPeeksAndLooserFormsStillRead) {
+    unsigned int len = 0;
+    // A reader that steps back to a header and reads it again, and one that peeks first.
+    Bytes again({0x30, 0x05, 0x31, 0x03, 0x02, 0x01, 0x07, 0x05, 0x00});
+    EXPECT_EQ(headerTag(again.b), 0x30);
+    EXPECT_EQ(headerTag(again.b), 0x31);
+    again.b.setReadPos(0);
+    unsigned char tag;
+    EXPECT_TRUE(again.b.peekASN1Header(&tag, &len));
+    EXPECT_EQ(headerTag(again.b), 0x30);
+    EXPECT_EQ(headerTag(again.b), 0x31);
+    EXPECT_EQ(headerTag(again.b, &len), 0x02);
+    skip(again.b, len);
+    EXPECT_EQ(headerTag(again.b), 0x05);
+    // A value stepped over whole (kept as bytes) closes what it was in.
+    Bytes stepped({0x30, 0x03, 0x30, 0x01, 0x05, 0x05, 0x00});
+    EXPECT_EQ(headerTag(stepped.b, &len), 0x30);
+    skip(stepped.b, len);
+    EXPECT_EQ(headerTag(stepped.b), 0x05);
+    // An indefinite value inside a definite one: its children are held to the outer end.
+    Bytes mixed({0x30, 0x07, 0x30, 0x80, 0x02, 0x01, 0x01, 0x00, 0x00});
+    EXPECT_EQ(headerTag(mixed.b), 0x30);
+    EXPECT_EQ(headerTag(mixed.b), 0x30);
+    EXPECT_EQ(headerTag(mixed.b, &len), 0x02);
+    skip(mixed.b, len);
+    EXPECT_TRUE(mixed.b.readEOC());
+    Bytes mixedOver({0x30, 0x06, 0x30, 0x80, 0x02, 0x03, 0x01, 0x00, 0x00});
+    EXPECT_EQ(headerTag(mixedOver.b), 0x30);
+    EXPECT_EQ(headerTag(mixedOver.b), 0x30);
+    EXPECT_EQ(headerTag(mixedOver.b), 0);
+    // A definite constructed OCTET STRING keeps its reading by the first piece.
+    Bytes pieces({0x24, 0x06, 0x04, 0x01, 0xAA, 0x04, 0x01, 0xBB});
+    unsigned char* p = nullptr;
+    unsigned int n = 0;
+    EXPECT_EQ(pieces.b._readASN1(&p, &n), 2);
+    delete[] p;
+    EXPECT_EQ(headerTag(pieces.b), 0x04);
+    // The same buffer filled again starts with nothing open.
+    Bytes reused({0x30, 0x01, 0x02, 0x01, 0x01});
+    EXPECT_EQ(headerTag(reused.b), 0x30);
+    EXPECT_EQ(headerTag(reused.b), 0);
+    std::vector<unsigned char> fresh = {0x02, 0x01, 0x01};
+    reused.b.fromByteArray(fresh.data(), 3);
+    EXPECT_EQ(headerTag(reused.b), 0x02);
+}

@@ -97,14 +97,23 @@ TEST(DirectoryStringSetters, CloneKeepsTheClassOfTheWideValue) {
     }
 }
 
-// The sanitizer build checks that reading stays inside the data; what was read must write out
-// in the length it announces.
-TEST(DirectoryStringHostile, TruncatedAndMutatedInputStaysInBounds) {
+// Every cut-off value fails; a value with a byte replaced either fails or is one of the string
+// types and writes out in the length it announces (the sanitizer build also checks that reading
+// stays inside the data).
+TEST(DirectoryStringHostile, TruncatedAndMutatedInputFailsOrStaysConsistent) {
     std::vector<Bytes> seeds;
     for (const VecCase& c : stringsTimeCases("DirectoryString")) seeds.push_back(c.hex("der"));
-    for (const Bytes& in : mutations(seeds, {0x00, 0x05, 0x0C, 0x13, 0x1C, 0x1E, 0x84, 0xFF}, 6)) {
+    for (const Bytes& in : truncations(seeds)) {
+        DirectoryString d;
+        EXPECT_EQ(readInto(&d, in), 0) << toHex(in.data(), in.size());
+    }
+    for (const Bytes& in :
+         replacements(seeds, {0x00, 0x05, 0x0C, 0x13, 0x1C, 0x1E, 0x84, 0xFF}, 6)) {
         DirectoryString d;
         if (!readInto(&d, in)) continue;
+        const unsigned char t = d.getType();
+        EXPECT_TRUE(t == 0x0C || t == 0x13 || t == 0x14 || t == 0x1C || t == 0x1E)
+            << toHex(in.data(), in.size());
         unsigned int announced = 0;
         EXPECT_EQ(wrapped(d, &announced).size(), announced);
     }

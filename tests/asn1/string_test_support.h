@@ -1,6 +1,6 @@
 // Helpers shared by the string and time tests: the vectors of strings_time.vec (made by
-// gen_strings_time.py with asn1crypto), encoding to bytes, mutated inputs, and a locale chosen
-// through the environment, where the code under test looks for it.
+// gen_strings_time.py with asn1crypto), encoding to bytes, truncated and mutated inputs, and a
+// locale chosen through the environment, where the code under test looks for it.
 #ifndef SIGILO_TESTS_ASN1_STRING_TEST_SUPPORT_H
 #define SIGILO_TESTS_ASN1_STRING_TEST_SUPPORT_H
 
@@ -47,13 +47,22 @@ unsigned char readInto(T* object, const Bytes& bytes) {
     return object->unwrapASN1(&buffer);
 }
 
-// Every truncation of each seed, and each seed with one of its first bytes replaced by each of
-// the given values: inputs for checking that a reader stays inside the data.
-inline std::vector<Bytes> mutations(const std::vector<Bytes>& seeds, const Bytes& values,
-                                    size_t positions = 64) {
+// Every strict prefix of each seed. None of them holds a whole value, so every read of one must
+// fail: a reader that succeeds took bytes that are not there.
+inline std::vector<Bytes> truncations(const std::vector<Bytes>& seeds) {
     std::vector<Bytes> out;
     for (const Bytes& seed : seeds) {
         for (size_t n = 0; n < seed.size(); ++n) out.emplace_back(seed.begin(), seed.begin() + n);
+    }
+    return out;
+}
+
+// Each seed with one of its first bytes replaced by each of the given values: inputs for
+// checking that a reader stays inside the data and that what it accepts is consistent.
+inline std::vector<Bytes> replacements(const std::vector<Bytes>& seeds, const Bytes& values,
+                                       size_t positions = 64) {
+    std::vector<Bytes> out;
+    for (const Bytes& seed : seeds) {
         for (size_t i = 0; i < seed.size() && i < positions; ++i) {
             for (unsigned char v : values) {
                 out.push_back(seed);

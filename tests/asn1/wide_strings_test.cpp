@@ -172,23 +172,53 @@ TEST(BMPString, ReadsAndWritesLikeAsn1cryptoKeepingLow16Bits) {
     EXPECT_EQ(valueOf(odd), L"B");
 }
 
-// The sanitizer build checks that the readers stay inside the data.
-TEST(WideStringsHostile, TruncatedAndMutatedInputStaysInBounds) {
+// Every cut-off value fails in all three readers; a value with a byte replaced either fails or
+// reads into something that writes back and reads again as the same characters, and a reader
+// never takes another type's tag (the sanitizer build also checks that all stays in bounds).
+TEST(WideStringsHostile, TruncatedAndMutatedInputFailsOrStaysConsistent) {
     std::vector<Bytes> seeds = {
         {0x0C, 0x07, 0xFD, 0xBF, 0xBF, 0xBF, 0xBF, 0xBF, 0x41},
         {0x0C, 0x06, 0x61, 0xF0, 0x9F, 0x98, 0x80, 0x62},
         {0x1E, 0x04, 0x00, 0xE8, 0x20, 0xAC},
         {0x1C, 0x08, 0x00, 0x00, 0x00, 0xE8, 0x00, 0x01, 0xF6, 0x00},
     };
-    for (const Bytes& in :
-         mutations(seeds, {0x00, 0x05, 0x0C, 0x1C, 0x1E, 0x80, 0x84, 0xC3, 0xFF})) {
+    for (const Bytes& in : truncations(seeds)) {
         UTF8 u;
-        if (readInto(&u, in)) wrapped(u);
         Unicode bmp;
-        if (readInto(&bmp, in)) wrapped(bmp);
         ISO10646 iso;
-        if (readInto(&iso, in)) wrapped(iso);
+        EXPECT_EQ(readInto(&u, in), 0) << toHex(in.data(), in.size());
+        EXPECT_EQ(readInto(&bmp, in), 0) << toHex(in.data(), in.size());
+        EXPECT_EQ(readInto(&iso, in), 0) << toHex(in.data(), in.size());
     }
+    int accepted = 0;
+    for (const Bytes& in :
+         replacements(seeds, {0x00, 0x05, 0x0C, 0x1C, 0x1E, 0x80, 0x84, 0xC3, 0xFF})) {
+        const std::string where = toHex(in.data(), in.size());
+        UTF8 u;
+        if (readInto(&u, in)) {
+            ++accepted;
+            EXPECT_TRUE(in[0] == 0x0C || in[0] == 0x05) << where;
+            UTF8 again;
+            ASSERT_NE(readInto(&again, wrapped(u)), 0) << where;
+            EXPECT_EQ(valueOf(again), valueOf(u)) << where;
+        }
+        Unicode bmp;
+        if (readInto(&bmp, in)) {
+            ++accepted;
+            EXPECT_TRUE(in[0] == 0x1E || in[0] == 0x05) << where;
+            Unicode again;
+            ASSERT_NE(readInto(&again, wrapped(bmp)), 0) << where;
+            EXPECT_EQ(valueOf(again), valueOf(bmp)) << where;
+        }
+        ISO10646 iso;
+        if (readInto(&iso, in)) {
+            ++accepted;
+            EXPECT_TRUE(in[0] == 0x1C || in[0] == 0x05) << where;
+            unsigned int announced = 0;
+            EXPECT_EQ(wrapped(iso, &announced).size(), announced) << where;
+        }
+    }
+    EXPECT_GT(accepted, 0);
 }
 
 TEST(Printable, ConvertsForTheEnvironmentsLocale) {

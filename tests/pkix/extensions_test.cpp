@@ -352,12 +352,12 @@ TEST(Extensions, GeneralNameChoicesAndListEnds) {
     EXPECT_FALSE(reads<GeneralNameList>("30068201618301ff"));
     // A zero byte inside a text alternative is refused.
     EXPECT_FALSE(reads<GeneralNameList>("30058203610062"));
-    // An element running past the end of the list fails the plain reader only.
+    // An element running past the end of the list fails both readers.
     const std::string overrun = "820361626364";
     EXPECT_FALSE(reads<GeneralNameList>("3003" + overrun));
     auto in = bufferOf(fromHex("a003" + overrun));
     GeneralNameList tagged;
-    EXPECT_TRUE(tagged.unwrapASN1(0xA0, in.get()));
+    EXPECT_FALSE(tagged.unwrapASN1(0xA0, in.get()));
     // The x400Address and ediPartyName alternatives keep their bytes.
     auto x400 = readAs<GeneralNameList>(fromHex("3006a304300201ff"));
     EXPECT_EQ(x400->_getElement(0)->getX400AddressLen(), 4u);
