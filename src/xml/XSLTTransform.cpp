@@ -64,11 +64,16 @@ bool apply(xmlNodePtr stylesheet, const std::string& input, std::string* output)
     if (stylesheet == nullptr || prefs == nullptr) return false;
     xsltSetGenericErrorFunc(nullptr, quiet);
 
-    std::unique_ptr<xmlDoc, DocFree> sheetDoc(xmlNewDoc(reinterpret_cast<const xmlChar*>("1.0")));
+    // The stylesheet element as it is written, parsed on its own: declarations inherited from
+    // the signature around it (its default namespace above all) don't reach into the stylesheet,
+    // which is how other verifiers read it too.
+    xmlBufferPtr text = xmlBufferCreate();
+    if (text == nullptr) return false;
+    xmlNodeDump(text, stylesheet->doc, stylesheet, 0, 0);
+    std::unique_ptr<xmlDoc, DocFree> sheetDoc(SafeParse::memory(
+        reinterpret_cast<const char*>(xmlBufferContent(text)), xmlBufferLength(text)));
+    xmlBufferFree(text);
     if (!sheetDoc) return false;
-    xmlNodePtr copy = xmlDocCopyNode(stylesheet, sheetDoc.get(), 1);
-    if (copy == nullptr) return false;
-    xmlDocSetRootElement(sheetDoc.get(), copy);
     std::unique_ptr<xsltStylesheet, StyleFree> style(xsltParseStylesheetDoc(sheetDoc.get()));
     if (!style) return false;
     sheetDoc.release();  // the stylesheet owns it now

@@ -11,9 +11,9 @@
 
 namespace XSLTTransform {
 
-// Applies the stylesheet element (copied, the document is left alone) to the document that
-// `input` parses to, and serialises the result as the stylesheet's output method says.
-// False when the stylesheet or the input doesn't parse or the transform fails.
+// Applies the stylesheet element (serialised and parsed again, the document is left alone) to the
+// document that `input` parses to, and serialises the result as the stylesheet's output method
+// says. False when the stylesheet or the input doesn't parse or the transform fails.
 bool apply(xmlNodePtr stylesheet, const std::string& input, std::string* output);
 
 }  // namespace XSLTTransform

@@ -51,7 +51,7 @@ CryptoKi* References::ki = nullptr;
 CryptoDevice* References::device = nullptr;
 
 TEST_F(References, XmlsecDocumentsVerifyAndAChangeIsCaught) {
-    for (const char* file : {"enveloped_c14n.xml", "enveloped_exc.xml", "id_ref.xml"}) {
+    for (const char* file : {"enveloped_c14n.xml", "enveloped_exc.xml", "id_ref.xml", "filters.xml"}) {
         std::string text = load(file);
         ASSERT_FALSE(text.empty()) << file;
         unsigned long code = 0;
