@@ -8,9 +8,12 @@
 #include <libxml/tree.h>
 #include <libxml/xpath.h>
 
+#include <memory>
+#include <string>
 #include <vector>
 
 class Buffer;
+class TransformChain;
 
 class XMLFile {
 public:
@@ -88,6 +91,40 @@ public:
     // stack is left alone when there is none.
     unsigned char goBookmark(const char* name);
 
+    // ---- Canonical forms of the current subtree (SignedInfo, SignatureValue) ----
+    // Canonical XML 1.0, exclusive 1.0 and 1.1 of the current node and its descendants, over the
+    // whole document so that inherited namespaces count. The text is held until the next call;
+    // empty when canonicalisation fails.
+    const char* canonizeC14n(unsigned char comments);
+    const char* canonizeC14nx(unsigned char comments);
+    const char* canonizeC14n11(unsigned char comments);
+    unsigned int getCanonicalLength() const { return static_cast<unsigned int>(canonical.size()); }
+
+    // ---- Transform chain of one reference ----
+    // From a non-empty URI (false when it is no same-document reference or selects nothing),
+    // or over the whole document without comments.
+    unsigned char startTransforms(const char* uri);
+    unsigned char startTransforms();
+    unsigned char applyC14n(unsigned char comments);
+    unsigned char applyC14nx(unsigned char comments);
+    unsigned char applyC14n11(unsigned char comments);
+    unsigned char applyXPath(const char* expression);
+    unsigned char applyBase64();
+    unsigned char startXFilter2();
+    unsigned char addXFilter2(const char* filter, const char* expression);
+    unsigned char applyXFilter2();
+    // Enveloped signature: leaves out the Signature element around the current node.
+    unsigned char applyEnvSig();
+    // Runs the "stylesheet" element below the current node (the Transform).
+    unsigned char applyXSLT();
+    // The octets of the chain, held by this object until the chain changes or restarts.
+    const unsigned char* getTransformsResult();
+    unsigned int getTransformsResultLen();
+    TransformChain* _getTransformChain() { return chain.get(); }
+
+    // True when the text is a valid xs:dateTime.
+    static unsigned char checkDateTime(const char* text);
+
     xmlDocPtr _getDocument() const { return document; }
     xmlNodePtr _getCurrentNode() const { return current; }
     void _setCurrentNode(xmlNodePtr node) { current = node; }
@@ -97,6 +134,8 @@ private:
     xmlNodePtr addChild(xmlNodePtr node);
     // Takes a freshly parsed document in place of the present one.
     unsigned char adopt(xmlDocPtr parsed);
+    const char* canonize(int mode, unsigned char comments);
+    xmlNodeSetPtr namespaceNodes() const;
     void dropNamespaces();
 
     Buffer* buffer;
@@ -109,6 +148,8 @@ private:
     std::vector<xmlNodePtr> bookmarks;
     xmlParserCtxtPtr pushContext;
     xmlError lastError;
+    std::string canonical;
+    std::unique_ptr<TransformChain> chain;
 };
 
 #endif

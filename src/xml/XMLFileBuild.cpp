@@ -6,17 +6,26 @@
 #include <memory>
 
 #include "asn1/UTF8.h"
+#include "xml/TransformChain.h"
 #include "xml/XMLFile.h"
 
 namespace {
 
-const xmlChar* X(const char* s) { return reinterpret_cast<const xmlChar*>(s); }
+const xmlChar* X(const char* s) {
+    return reinterpret_cast<const xmlChar*>(s);
+}
 
 }  // namespace
 
 XMLFile::XMLFile(Buffer* b)
-    : buffer(b), document(xmlNewDoc(X("1.0"))), current(nullptr), text(nullptr),
-      subTree(nullptr), namespaces(nullptr), pushContext(nullptr), lastError() {}
+    : buffer(b),
+      document(xmlNewDoc(X("1.0"))),
+      current(nullptr),
+      text(nullptr),
+      subTree(nullptr),
+      namespaces(nullptr),
+      pushContext(nullptr),
+      lastError() {}
 
 XMLFile::~XMLFile() {
     xmlFree(text);
@@ -29,6 +38,7 @@ XMLFile::~XMLFile() {
         xmlFreeParserCtxt(pushContext);
     }
     xmlResetError(&lastError);
+    chain.reset();
     xmlFreeDoc(document);
 }
 
@@ -63,7 +73,9 @@ unsigned char XMLFile::insertTag(const char* name, const char* value) {
     return 255;
 }
 
-unsigned char XMLFile::insertTag(const char* name) { return insertTag(name, nullptr); }
+unsigned char XMLFile::insertTag(const char* name) {
+    return insertTag(name, nullptr);
+}
 
 unsigned char XMLFile::insertTag(const char* name, long value) {
     char digits[21];

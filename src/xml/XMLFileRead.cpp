@@ -5,14 +5,13 @@
 #include <cstring>
 
 #include "asn1/Buffer.h"
+#include "xml/SafeParse.h"
+#include "xml/TransformChain.h"
 #include "xml/XMLFile.h"
 
 namespace {
 
-// No error or warning output, and nothing fetched from the network. Entities are not
-// substituted and no external DTD is loaded (the parser's defaults); the parser's own depth and
-// size limits stay on (no XML_PARSE_HUGE).
-constexpr int kReadOptions = XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NONET;
+constexpr int kReadOptions = SafeParse::kOptions;
 
 bool isNamed(xmlNodePtr node, const char* name) {
     return node->type == XML_ELEMENT_NODE && node->name != nullptr &&
@@ -53,6 +52,14 @@ unsigned char XMLFile::adopt(xmlDocPtr parsed) {
         xmlCopyError(xmlGetLastError(), &lastError);
         return 0;
     }
+    if (!SafeParse::acceptable(parsed)) {
+        // Entity declarations or an external DTD: refused whole (see SafeParse).
+        if (parsed != document) xmlFreeDoc(parsed);
+        xmlResetError(&lastError);
+        return 0;
+    }
+    // The chain points into the old document.
+    chain.reset();
     dropNamespaces();
     xmlFree(text);
     text = nullptr;
@@ -62,8 +69,8 @@ unsigned char XMLFile::adopt(xmlDocPtr parsed) {
     current = xmlDocGetRootElement(document);
     xmlXPathContextPtr context = xmlXPathNewContext(document);
     if (context != nullptr) {
-        namespaces = xmlXPathEvalExpression(reinterpret_cast<const xmlChar*>("(//namespace::*)"),
-                                            context);
+        namespaces =
+            xmlXPathEvalExpression(reinterpret_cast<const xmlChar*>("(//namespace::*)"), context);
         xmlXPathFreeContext(context);
     }
     return current != nullptr ? 255 : 0;
@@ -79,8 +86,8 @@ unsigned char XMLFile::fromBuffer(Buffer* b) {
     if (b == nullptr || b->_getData() == nullptr || b->getWritePos() == 0) return 0;
     xmlResetLastError();
     int size = b->getWritePos() > 0x7FFFFFFFu ? 0x7FFFFFFF : static_cast<int>(b->getWritePos());
-    return adopt(xmlReadMemory(reinterpret_cast<const char*>(b->_getData()), size, "input",
-                               nullptr, kReadOptions));
+    return adopt(xmlReadMemory(reinterpret_cast<const char*>(b->_getData()), size, "input", nullptr,
+                               kReadOptions));
 }
 
 // The first call of a document creates (or resets) the push context with the first four bytes;
@@ -119,11 +126,17 @@ unsigned char XMLFile::parse(const char* bytes, int length, unsigned char last) 
     return adopt(parsed);
 }
 
-const char* XMLFile::getErrorMessage() const { return lastError.message; }
+const char* XMLFile::getErrorMessage() const {
+    return lastError.message;
+}
 
-int XMLFile::getErrorCode() const { return lastError.code; }
+int XMLFile::getErrorCode() const {
+    return lastError.code;
+}
 
-int XMLFile::getErrorLineNum() const { return lastError.line; }
+int XMLFile::getErrorLineNum() const {
+    return lastError.line;
+}
 
 unsigned char XMLFile::findTag(const char* name) {
     xmlNodePtr hit = walk(current, name);
@@ -178,11 +191,17 @@ char* XMLFile::getSubTagAttribute(const char* name, const char* attribute) {
     return reinterpret_cast<char*>(xmlGetProp(hit, reinterpret_cast<const xmlChar*>(attribute)));
 }
 
-void XMLFile::freeTagValue(char* value) { xmlFree(value); }
+void XMLFile::freeTagValue(char* value) {
+    xmlFree(value);
+}
 
-void XMLFile::rewind() { current = xmlDocGetRootElement(document); }
+void XMLFile::rewind() {
+    current = xmlDocGetRootElement(document);
+}
 
-void XMLFile::setBookmark() { bookmarks.push_back(current); }
+void XMLFile::setBookmark() {
+    bookmarks.push_back(current);
+}
 
 unsigned char XMLFile::goBookmark() {
     if (bookmarks.empty()) return 0;
