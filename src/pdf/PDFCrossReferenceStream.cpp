@@ -307,8 +307,10 @@ unsigned char PDFFile::readObjectStream(unsigned char* table, unsigned int strea
         !PDFText::readUnsigned(data, length, &pos, &generation))
         return 0;
     if (number != stream) {
-        std::printf("\n object number mismatch %d != %d\n", static_cast<int>(stream),
-                    static_cast<int>(number));
+        // On standard error: the report may be going to standard output, and a document must
+        // not be able to put a line of its own in front of it.
+        std::fprintf(stderr, "\n object number mismatch %d != %d\n", static_cast<int>(stream),
+                     static_cast<int>(number));
         return 0;
     }
     StreamHeader header;

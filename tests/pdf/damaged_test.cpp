@@ -163,9 +163,12 @@ TEST(DamagedPDFTest, MoreThanThirtyFieldsOrSignaturesFailTheRead) {
 TEST(DamagedPDFTest, ObjectStreamThatIsAnotherObject) {
     std::string file = readFixture("handmade-lzw.pdf");
     std::string wrong = replaceOnce(file, "8 0 obj\n<< /Type /ObjStm", "7 0 obj\n<< /Type /ObjStm");
+    // The notice goes to standard error, never into a report written on standard output.
     testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
     Counts c = countsOf(wrong);
-    std::string printed = testing::internal::GetCapturedStdout();
+    std::string printed = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_TRUE(c.ok);
     EXPECT_EQ(c.fields, 0);
     EXPECT_EQ(c.signatures, 1);
