@@ -295,12 +295,13 @@ TEST(Token, ImagesAtTheOffsetsTheirEntriesGive) {
     ASSERT_EQ(file.size(), 4u * B);
     std::vector<unsigned char> packed(file.begin(), file.begin() + B);
     for (unsigned int i = 1; i <= 3; ++i) {
-        unsigned char* e = packed.data() + PKCS11CryptoKi::kHeaderSize + i * 40;
-        unsigned int size = (e[32] << 8) | e[33];
+        const size_t e = PKCS11CryptoKi::kHeaderSize + i * 40;
+        unsigned int size = (packed[e + 32] << 8) | packed[e + 33];
         ASSERT_GT(size, 0u);
         unsigned long at = packed.size();
         packed.insert(packed.end(), file.begin() + i * B, file.begin() + i * B + size);
-        for (int k = 0; k < 8; ++k) e[24 + k] = static_cast<unsigned char>(at >> (56 - 8 * k));
+        for (int k = 0; k < 8; ++k)
+            packed[e + 24 + k] = static_cast<unsigned char>(at >> (56 - 8 * k));
     }
     writeFile(t.path(), packed);
 
