@@ -8,7 +8,7 @@ packages=(
   libxml2-dev libxslt1-dev zlib1g-dev libssl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   openssl python3 python3-cryptography python3-asn1crypto
-  xmlsec1 opensc
+  xmlsec1 opensc pkgconf binutils
   qpdf poppler-utils python3-pikepdf python3-pil
   slapd ldap-utils microsocks tinyproxy
 )
