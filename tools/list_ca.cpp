@@ -2,6 +2,7 @@
 //   subject | serial (hexadecimal) | valid from - to (UTC) | subject key identifier (or "-")
 #include "tools/list_ca.h"
 
+#include <cctype>
 #include <memory>
 #include <string>
 
@@ -13,6 +14,7 @@
 #include "pkix/Extension.h"
 #include "pkix/Name.h"
 #include "pkix/NameLabels.h"
+#include "pkix/ReadSteps.h"
 #include "pkix/Validity.h"
 #include "trust/CACache.h"
 #include "trust/TrustSteps.h"
@@ -42,13 +44,9 @@ std::string keyIdOf(const Certificate* certificate) {
     unsigned char* id = nullptr;
     unsigned int length = 0;
     if (!view.readASN1(&id, &length, static_cast<unsigned char>(0x04))) return "-";
-    static const char kHex[] = "0123456789ABCDEF";
-    std::string out;
-    for (unsigned int i = 0; i < length; ++i) {
-        out += kHex[id[i] >> 4];
-        out += kHex[id[i] & 0x0F];
-    }
+    std::string out = pkix::hexOf(id, length);
     delete[] id;
+    for (char& c : out) c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
     return out;
 }
 

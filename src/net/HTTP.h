@@ -14,6 +14,8 @@
 #ifndef SIGILO_NET_HTTP_H
 #define SIGILO_NET_HTTP_H
 
+#include <memory>
+
 class Buffer;
 class Transport;
 
@@ -55,6 +57,20 @@ public:
     // a new array, or null). The path is decoded as cleanURL does. 0 for any other scheme.
     static unsigned char parseURL(const char* url, unsigned char* scheme, char** host, int* port,
                                   char** path, char** query);
+    // The parts parseURL gives, owned.
+    struct URLParts {
+        unsigned char scheme = 0;
+        int port = 0;
+        std::unique_ptr<char[]> host, path, query;
+        bool parse(const char* url) {
+            char *h = nullptr, *p = nullptr, *q = nullptr;
+            unsigned char ok = parseURL(url, &scheme, &h, &port, &p, &q);
+            host.reset(h);
+            path.reset(p);
+            query.reset(q);
+            return ok != 0;
+        }
+    };
     // A new array (delete[]) with the text's "+" turned into blanks and its "%XY" escapes into
     // the bytes they stand for, a decoded carriage return being dropped; null for null. The
     // character right behind a "+" is copied as it stands. A "%" not followed by two hexadecimal

@@ -40,20 +40,6 @@ char* copyText(const char* text) {
     return out;
 }
 
-struct Parts {
-    unsigned char scheme = 0;
-    int port = 0;
-    std::unique_ptr<char[]> host, path, query;
-    bool parse(const char* url) {
-        char *h = nullptr, *p = nullptr, *q = nullptr;
-        unsigned char ok = HTTP::parseURL(url, &scheme, &h, &port, &p, &q);
-        host.reset(h);
-        path.reset(p);
-        query.reset(q);
-        return ok != 0;
-    }
-};
-
 // The text of a header line behind its name, its leading blanks skipped.
 const char* valueOf(const char* line, const char* name) {
     const char* at = strstr(line, name);
@@ -363,7 +349,7 @@ unsigned char HTTP::getURL(const char* url, Transport* transport, Answer* answer
     std::string current(url);
     for (int hop = 0; hop <= kMaxHops; ++hop) {
         transport->shutdownConnect();
-        Parts parts;
+        HTTP::URLParts parts;
         if (!parts.parse(current.c_str()) || parts.scheme != kSchemeHTTP) return 0;
         if (!connectTo(transport, parts.host.get(), parts.port)) return 0;
         char line[kMaxURL * 3 + 64] = "GET ";

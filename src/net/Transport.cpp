@@ -277,39 +277,36 @@ int Transport::Send(Buffer* buffer, unsigned int n) {
 int Transport::Receive(char* data, unsigned int n) {
     if (so < 0 || (data == nullptr && n > 0)) return 1;
     unsigned int got = 0;
-    while (got < n) {
-        int waited = waitFor(POLLIN);
-        if (waited != 0) return waited;
-        unsigned int block = n - got < kBlockSize ? n - got : kBlockSize;
-        ssize_t count = read(so, data + got, block);
-        if (count == 0) return 1;
-        if (count < 0) {
-            if (errno == EINTR || errno == EAGAIN) continue;
-            return errno;
-        }
-        got += static_cast<unsigned int>(count);
-    }
-    return 0;
+    return receiveInto(reinterpret_cast<unsigned char*>(data), n, &got);
 }
 
+// What arrived stays in the buffer, behind its write position, even when the whole could not
+// be had.
 int Transport::Receive(Buffer* buffer, unsigned int n) {
     if (so < 0 || buffer == nullptr || buffer->getWritePos() > buffer->getMaxSize() ||
         buffer->getMaxSize() - buffer->getWritePos() < n) {
         return 1;
     }
     unsigned int got = 0;
-    while (got < n) {
+    int result = receiveInto(buffer->_getData() + buffer->getWritePos(), n, &got);
+    buffer->setWritePos(buffer->getWritePos() + got);
+    return result;
+}
+
+// Reads exactly n bytes in blocks, each after waiting for the socket within the time-out; the
+// bytes read so far in *got. 0, 1 at the end of the stream, kTimedOut, or the errno.
+int Transport::receiveInto(unsigned char* to, unsigned int n, unsigned int* got) {
+    while (*got < n) {
         int waited = waitFor(POLLIN);
         if (waited != 0) return waited;
-        unsigned int block = n - got < kBlockSize ? n - got : kBlockSize;
-        ssize_t count = read(so, buffer->_getData() + buffer->getWritePos(), block);
+        unsigned int block = n - *got < kBlockSize ? n - *got : kBlockSize;
+        ssize_t count = read(so, to + *got, block);
         if (count == 0) return 1;
         if (count < 0) {
             if (errno == EINTR || errno == EAGAIN) continue;
             return errno;
         }
-        got += static_cast<unsigned int>(count);
-        buffer->setWritePos(buffer->getWritePos() + static_cast<unsigned int>(count));
+        *got += static_cast<unsigned int>(count);
     }
     return 0;
 }

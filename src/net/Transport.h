@@ -104,6 +104,8 @@ public:
     static unsigned char isDotNotation(const char* host);
 
 private:
+    // The read loop behind both Receive forms.
+    int receiveInto(unsigned char* to, unsigned int n, unsigned int* got);
     int _connect(const char* host, unsigned short port);
     // Connects the socket s (non-blocking) to one address and waits for the outcome.
     int connectAddress(int* s, int flags, const struct sockaddr_in* address);

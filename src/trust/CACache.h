@@ -43,6 +43,7 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <shared_mutex>
 
 class AuthorityKeyIdentifier;
@@ -319,13 +320,18 @@ private:
     // signature) or drops the row's CRL; the caller holds the row's semaphore.
     void checkStoredRow(int row);
     static void dropRowCRL(CRLCacheEntry* entry);
+    // The row's dates and issuer text, as the CRL gives them.
+    static void setRowFromCRL(CRLCacheEntry* entry, const CertificateListInfo* info);
+    // Follows a row's CRL that has arrived stale to its issuing distribution point; the caller
+    // holds the row's semaphore.
+    void followIfStale(int row);
     // The row of the URI, or -1; the caller holds crlMutex.
     static int findCRLRow(const char* uri);
     // The signed part of a CRL kept in a row, parsed; null unless the row's bytes are exactly
     // one CertificateList.
     static CertificateListInfo* parseStoredCRL(const unsigned char* der, unsigned int length);
     // Makes the newest usable CRL row between best and row the best one.
-    void considerRow(int row, int caRow, int* best);
+    void considerRow(int row, int caRow, int* best, std::unique_ptr<X500Time>* bestTime);
 
     Logger* log;
     CryptoDevice* cryptoDevice;

@@ -63,7 +63,12 @@ void CACache::checkStoredRow(int row) {
         SecureBuffer in(kBufferSize, cryptoDevice);
         in.fromByteArray(entry.crl, entry.crlLength);
         CertificateList crl;
-        if (crl.unwrapASN1(&in) && in.getReadPos() == entry.crlLength) {
+        // Reading through a SecureBuffer digests the signed part on the device, which other
+        // threads may share.
+        if (semaphore != nullptr) semaphore->wait();
+        bool read = crl.unwrapASN1(&in) != 0;
+        if (semaphore != nullptr) semaphore->post();
+        if (read && in.getReadPos() == entry.crlLength) {
             std::unique_ptr<CertificateListInfo> info(crl._detachCertListInfo());
             int caRow = -1, caIndex = -1;
             if (isCRLOk(&crl, info.get(), &caRow, &caIndex) && info->_getThisUpdate() != nullptr) {
@@ -71,14 +76,7 @@ void CACache::checkStoredRow(int row) {
                 // that was just proved, so no damage to them can stand either.
                 entry.caRow = caRow;
                 entry.caIndex = caIndex;
-                delete entry.thisUpdate;
-                entry.thisUpdate = info->getThisUpdate();
-                delete entry.nextUpdate;
-                entry.nextUpdate = info->getNextUpdate();
-                delete entry.expiredCertsOnCRL;
-                entry.expiredCertsOnCRL = includeExpiredCerts(info.get());
-                delete[] entry.issuer;
-                entry.issuer = shortText(info->_getIssuer());
+                setRowFromCRL(&entry, info.get());
                 good = true;
             }
         }
@@ -90,6 +88,17 @@ void CACache::checkStoredRow(int row) {
     }
     if (log != nullptr) log->print(3, "CRL della cache non valida, ignorata: %s", entry.uri);
     dropRowCRL(&entry);
+}
+
+void CACache::setRowFromCRL(CRLCacheEntry* entry, const CertificateListInfo* info) {
+    delete entry->thisUpdate;
+    entry->thisUpdate = info->getThisUpdate();
+    delete entry->nextUpdate;
+    entry->nextUpdate = info->getNextUpdate();
+    delete entry->expiredCertsOnCRL;
+    entry->expiredCertsOnCRL = includeExpiredCerts(info);
+    delete[] entry->issuer;
+    entry->issuer = shortText(info->_getIssuer());
 }
 
 void CACache::dropRowCRL(CRLCacheEntry* entry) {
@@ -132,7 +141,7 @@ int CACache::findCRLRow(const char* uri) {
 // The row counts if it holds a CRL (of the CA row's subject, when sameIssuer asks for it) and
 // it is the first such or strictly newer than the best so far. The caller holds the row's
 // semaphore.
-void CACache::considerRow(int row, int caRow, int* best) {
+void CACache::considerRow(int row, int caRow, int* best, std::unique_ptr<X500Time>* bestTime) {
     const CRLCacheEntry& entry = crlCache[row];
     if (entry.crl == nullptr) return;
     if (sameIssuer) {
@@ -143,9 +152,12 @@ void CACache::considerRow(int row, int caRow, int* best) {
         }
     }
     note(7, 4714, "Fine ricerca cache delle CRL: CRL trovata");
-    if (*best < 0 || (entry.thisUpdate != nullptr && crlCache[*best].thisUpdate != nullptr &&
-                      *entry.thisUpdate > *crlCache[*best].thisUpdate)) {
+    // The best row's date is a copy taken under that row's semaphore: another thread may be
+    // replacing the row's own while this one goes on with the next URI.
+    if (*best < 0 ||
+        (entry.thisUpdate != nullptr && *bestTime != nullptr && *entry.thisUpdate > **bestTime)) {
         *best = row;
+        bestTime->reset(entry.thisUpdate != nullptr ? entry.thisUpdate->clone() : nullptr);
     }
 }
 
@@ -156,6 +168,7 @@ int CACache::getCRL(const DistributionPointName* name, int caRow) {
         return -1;
     }
     int best = -1;
+    std::unique_ptr<X500Time> bestTime;
     for (int i = 0; i < names->getCount(); ++i) {
         Text uri(getURI(names->_getElement(i)));
         if (uri == nullptr) {
@@ -172,7 +185,7 @@ int CACache::getCRL(const DistributionPointName* name, int caRow) {
             bool fetch = crlCache[row].crl == nullptr ||
                          (downloadCRL == 3 || (downloadCRL != 1 && isStale(row, uri.get())));
             if (downloadCRL != 4 && fetch) doRetrieveCRL(uri.get(), row);
-            considerRow(row, caRow, &best);
+            considerRow(row, caRow, &best, &bestTime);
             crlCache[row].semaphore->post();
             continue;
         }
@@ -193,7 +206,7 @@ int CACache::getCRL(const DistributionPointName* name, int caRow) {
         CRLCacheEntry& entry = crlCache[row];
         entry.semaphore->wait();
         crlMutex->unlock();
-        if (retrieveCRL(uri.release(), row)) considerRow(row, caRow, &best);
+        if (retrieveCRL(uri.release(), row)) considerRow(row, caRow, &best, &bestTime);
         entry.semaphore->post();
     }
     return best;

@@ -19,6 +19,7 @@
 #include "pkix/DistributionPointName.h"
 #include "pkix/GeneralName.h"
 #include "pkix/IssuingDistPointSyntax.h"
+#include "pkix/ReadSteps.h"
 #include "trust/CACache.h"
 #include "trust/TrustSteps.h"
 
@@ -66,20 +67,12 @@ void CACache::storeCRL(int row, const unsigned char* der, unsigned int length,
     note(6, entry.crl != nullptr ? 4638 : 4637,
          entry.crl != nullptr ? "Aggiornata CRL nella cache" : "Inserita nuova CRL nella cache");
     delete[] entry.crl;
-    entry.crl = new unsigned char[length];
-    memcpy(entry.crl, der, length);
+    entry.crl = pkix::copyBytes(der, length);
     entry.crlLength = length;
     entry.checked = 255;
     delete entry.timeStamp;
     entry.timeStamp = timeStamp != nullptr ? timeStamp : new X500Time();
-    delete entry.thisUpdate;
-    entry.thisUpdate = info->getThisUpdate();
-    delete entry.nextUpdate;
-    entry.nextUpdate = info->getNextUpdate();
-    delete entry.expiredCertsOnCRL;
-    entry.expiredCertsOnCRL = includeExpiredCerts(info);
-    delete[] entry.issuer;
-    entry.issuer = shortText(info->_getIssuer());
+    setRowFromCRL(&entry, info);
     crlCacheModified = 255;
 }
 
@@ -110,8 +103,7 @@ unsigned char CACache::doRetrieveCRL(const char* uri, int row) {
 }
 
 // The first fetch of a URI into a row just claimed (the caller holds its semaphore), which
-// takes the URI over. A CRL that arrives already stale sends the fetch on to the issuing
-// distribution point it names, in case a fresher CRL stands there.
+// takes the URI over.
 unsigned char CACache::retrieveCRL(char* uri, int row) {
     CRLCacheEntry& entry = crlCache[row];
     delete[] entry.uri;
@@ -125,8 +117,16 @@ unsigned char CACache::retrieveCRL(char* uri, int row) {
     entry.timeStamp = new X500Time();
     entry.thisUpdate = new X500Time();
     if (!doRetrieveCRL(entry.uri, row)) return 0;
+    followIfStale(row);
+    return 255;
+}
+
+// A CRL that has arrived stale sends the fetch on to the issuing distribution point it names,
+// in case a fresher CRL stands there; what that finds is not looked at.
+void CACache::followIfStale(int row) {
+    const CRLCacheEntry& entry = crlCache[row];
     std::unique_ptr<X500Time> now(SystemClock::getUTCTime());
-    if (entry.nextUpdate == nullptr || !(*entry.nextUpdate <= *now)) return 255;
+    if (entry.nextUpdate == nullptr || !(*entry.nextUpdate <= *now)) return;
     std::unique_ptr<CertificateListInfo> info(parseStoredCRL(entry.crl, entry.crlLength));
     std::unique_ptr<IssuingDistPointSyntax> idp =
         info != nullptr ? trust::decodeExtension<IssuingDistPointSyntax>(trust::findExtension(
@@ -135,7 +135,6 @@ unsigned char CACache::retrieveCRL(char* uri, int row) {
     if (idp != nullptr && idp->_getDistributionPoint() != nullptr) {
         followCRL(idp->_getDistributionPoint(), row);
     }
-    return 255;
 }
 
 unsigned char CACache::followCRL(const DistributionPointName* name, int row) {
@@ -174,7 +173,7 @@ unsigned char CACache::retrieveCRL(const DistributionPointName* name, int /*caRo
             // An existing row's semaphore is waited for without the mutex: its holder may be
             // storing a CRL.
             crlCache[row].semaphore->wait();
-            doRetrieveCRL(crlCache[row].uri, row);
+            if (doRetrieveCRL(crlCache[row].uri, row)) followIfStale(row);
         }
         crlCache[row].semaphore->post();
     }

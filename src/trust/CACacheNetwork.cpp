@@ -28,21 +28,6 @@ const char kDefaultAttribute[] = "certificaterevocationlist";
 const char kModifyTimestamp[] = "modifyTimestamp";
 const char kBinary[] = ";binary";
 
-// The parts of a URI; the arrays are owned.
-struct URIParts {
-    unsigned char scheme = 0;
-    int port = 0;
-    std::unique_ptr<char[]> host, path, query;
-    bool parse(const char* uri) {
-        char *h = nullptr, *p = nullptr, *q = nullptr;
-        unsigned char ok = HTTP::parseURL(uri, &scheme, &h, &port, &p, &q);
-        host.reset(h);
-        path.reset(p);
-        query.reset(q);
-        return ok != 0;
-    }
-};
-
 // The attribute type without a ";binary" option.
 std::string withoutBinary(const std::string& type) {
     std::string plain = type;
@@ -151,7 +136,7 @@ X500Time* CACache::readHTTPDate(const char* text) {
 
 unsigned char CACache::fetchCRL(const char* uri, Buffer* der, X500Time** timeStamp) {
     *timeStamp = nullptr;
-    URIParts parts;
+    HTTP::URLParts parts;
     if (!parts.parse(uri)) return 0;
     if (parts.scheme == HTTP::kSchemeHTTP) return httpCRL(uri, der, timeStamp);
     if (parts.scheme == HTTP::kSchemeHTTPS) return httpsCRL(uri, der, timeStamp);
@@ -264,7 +249,7 @@ unsigned char CACache::ldapCRL(const char* host, int port, const char* dn, const
 
 X500Time* CACache::getTimeStamp(const char* uri) {
     if (!timeStampCheck) return nullptr;
-    URIParts parts;
+    HTTP::URLParts parts;
     if (!parts.parse(uri)) return nullptr;
     if (parts.scheme == HTTP::kSchemeHTTP) return getHttpTimeStamp(uri);
     if (parts.scheme == HTTP::kSchemeHTTPS) return getHttpsTimeStamp(uri);

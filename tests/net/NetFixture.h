@@ -7,12 +7,54 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "asn1/X500Time.h"
+#include "crypto/CryptoDevice.h"
+#include "pkix/DistributionPointName.h"
+#include "pkix/GeneralName.h"
 #include "support/ServerProcess.h"
 #include "support/VecFile.h"
+#include "trust/CACache.h"
+
+// Serials of the signers of tests/data/net, as the CRL search prints them.
+constexpr char kGood[] = "11";
+constexpr char kRevoked[] = "12";
+constexpr char kHeld[] = "13";
+
+inline std::string timeText(X500Time* owned) {
+    std::unique_ptr<X500Time> t(owned);
+    if (t == nullptr) return "(null)";
+    std::unique_ptr<char[]> v(t->getValue());
+    return v.get();
+}
+
+// A distribution point naming one URI.
+inline std::unique_ptr<DistributionPointName> pointOf(const std::string& uri) {
+    auto name = std::make_unique<DistributionPointName>();
+    GeneralNameList names;
+    GeneralName one;
+    one.setUniformResourceIdentifier(uri.c_str());
+    names.addElementCopy(&one);
+    name->setFullName(&names);
+    return name;
+}
+
+// A fresh store that fetches over the network (no test transport), trusting the root of
+// tests/data/net; the retrieval settings at their test values.
+inline std::unique_ptr<CACache> freshNetworkStore(CryptoDevice* device) {
+    CACache::init();
+    CACache::setCRLTransport(nullptr, nullptr);
+    CACache::setTimeout(10);
+    CACache::setTimeStampCheck(255);
+    CACache::setDownloadCRL(2);
+    auto cache = std::make_unique<CACache>(device);
+    EXPECT_EQ(cache->addCACert(testData("net/root.pem").c_str()), 255);
+    return cache;
+}
 
 inline std::string readFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);

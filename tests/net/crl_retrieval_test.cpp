@@ -18,18 +18,6 @@
 
 namespace {
 
-// Serials of the signers of tests/data/net, as the CRL search prints them.
-const char kGood[] = "11";
-const char kRevoked[] = "12";
-const char kHeld[] = "13";
-
-std::string timeText(X500Time* owned) {
-    std::unique_ptr<X500Time> t(owned);
-    if (t == nullptr) return "(null)";
-    std::unique_ptr<char[]> v(t->getValue());
-    return v.get();
-}
-
 class CRLRetrieval : public WebServerTest {
 protected:
     static void SetUpTestSuite() {
@@ -43,28 +31,13 @@ protected:
     }
     void SetUp() override {
         WebServerTest::SetUp();
-        CACache::init();
-        CACache::setCRLTransport(nullptr, nullptr);
-        CACache::setTimeout(10);
-        CACache::setTimeStampCheck(255);
-        CACache::setDownloadCRL(2);
-        cache = std::make_unique<CACache>(device);
-        ASSERT_EQ(cache->addCACert(testData("net/root.pem").c_str()), 255);
+        cache = freshNetworkStore(device);
         writeFile(root("crl_current.der.lastmod"), "Mon, 01 Jan 2024 00:00:00 GMT");
     }
     void TearDown() override {
         cache->clean();
         CACache::setDownloadCRL(2);
         CACache::setTimeout(60);
-    }
-    static std::unique_ptr<DistributionPointName> pointOf(const std::string& uri) {
-        auto name = std::make_unique<DistributionPointName>();
-        GeneralNameList names;
-        GeneralName one;
-        one.setUniformResourceIdentifier(uri.c_str());
-        names.addElementCopy(&one);
-        name->setFullName(&names);
-        return name;
     }
     unsigned char search(const std::string& path, const char* serial) {
         return cache->searchCRL(pointOf(url(path)).get(), 0, serial);

@@ -26,27 +26,6 @@
 
 namespace {
 
-const char kRevoked[] = "12";
-const char kHeld[] = "13";
-const char kGood[] = "11";
-
-std::string timeText(X500Time* owned) {
-    std::unique_ptr<X500Time> t(owned);
-    if (t == nullptr) return "(null)";
-    std::unique_ptr<char[]> v(t->getValue());
-    return v.get();
-}
-
-std::unique_ptr<DistributionPointName> pointOf(const std::string& uri) {
-    auto name = std::make_unique<DistributionPointName>();
-    GeneralNameList names;
-    GeneralName one;
-    one.setUniformResourceIdentifier(uri.c_str());
-    names.addElementCopy(&one);
-    name->setFullName(&names);
-    return name;
-}
-
 class DirectoryTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
@@ -62,13 +41,7 @@ protected:
         dir = ::testing::TempDir() + "/ldap_" +
               ::testing::UnitTest::GetInstance()->current_test_info()->name();
         ASSERT_EQ(system(("rm -rf '" + dir + "' && mkdir -p '" + dir + "/db'").c_str()), 0);
-        CACache::init();
-        CACache::setCRLTransport(nullptr, nullptr);
-        CACache::setTimeout(10);
-        CACache::setTimeStampCheck(255);
-        CACache::setDownloadCRL(2);
-        cache = std::make_unique<CACache>(device);
-        ASSERT_EQ(cache->addCACert(testData("net/root.pem").c_str()), 255);
+        cache = freshNetworkStore(device);
     }
     void TearDown() override {
         if (cache) cache->clean();

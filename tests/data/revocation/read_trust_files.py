@@ -8,7 +8,7 @@ of its issuer found in the CA list.
 Usage: read_trust_files.py caCertsList crlCache"""
 import sys
 
-from asn1crypto import core, crl as acrl, x509 as ax
+from asn1crypto import core, crl as acrl, ocsp, x509 as ax
 from cryptography import x509
 from cryptography.hazmat.primitives.asymmetric import padding
 
@@ -21,7 +21,7 @@ class TextOrNull(core.Choice):
 
 class CARow(core.Sequence):
     _fields = [("uri", TextOrNull), ("subject", TextOrNull),
-               ("certs", core.SequenceOf, {"spec": ax.Certificate})]
+               ("certs", ocsp.Certificates)]
 
 
 class CRLRow(core.Sequence):
@@ -40,9 +40,9 @@ def short(name):
                     for rdn in name.chosen for a in rdn)
 
 
-def rows(data, spec):
+def rows(data, row_type):
     top = core.SetOf.load(data, strict=True)
-    return [spec.load(child.dump(), strict=True) for child in top]
+    return [row_type.load(child.dump(), strict=True) for child in top]
 
 
 cas = rows(open(sys.argv[1], "rb").read(), CARow)
