@@ -34,12 +34,13 @@ if ! "$build/sigilo" -c "$cadir" --import-pem demo_ca.pem; then
 fi
 echo "caCertsList written: $(wc -c <"$cadir/caCertsList") bytes"
 echo
-echo "sigilo --indent -c <ca folder> -x <scratch> <demo documents>"
+echo "sigilo --indent -c <ca folder> -x <scratch> --html <build>/demo-report.html <demo documents>"
 echo
-"$build/sigilo" --indent -c "$cadir" -x "$work" \
+"$build/sigilo" --indent -c "$cadir" -x "$work" --html "$build/demo-report.html" \
   documento.txt.p7m documento_cades.txt.p7m documento_cades_cms.txt.p7m documento.txt.p7m.tsr documento.txt.p7m.tst \
   documento.txt.p7m.tsd documento.m7m documento.pdf documento_firmato.xml non_esiste.p7m
 status=$?
 echo "exit status: $status (1: some document is KO)"
+echo "the same report as a page: $build/demo-report.html"
 echo "extracted from the M7M: $(cd "$work" && ls documento.* 2>/dev/null | tr '\n' ' ')"
 exit 0

@@ -11,6 +11,7 @@ packages=(
   xmlsec1 opensc pkgconf binutils
   qpdf poppler-utils python3-pikepdf python3-pil
   slapd ldap-utils microsocks tinyproxy
+  chromium fonts-dejavu-core
 )
 
 missing=()

@@ -18,8 +18,12 @@
 #include "frontend/Globals.h"
 #include "frontend/Messages.h"
 #include "frontend/Report.h"
+#include "tools/batch.h"
+#include "tools/html_report.h"
 #include "tools/list_ca.h"
+#include "tools/progress.h"
 #include "verify/TrustStore.h"
+#include "xml/XMLFile.h"
 
 namespace {
 
@@ -35,6 +39,8 @@ const char kUsage[] =
     "  -L, --log-level N          livello di log, da 0 a 7\n"
     "  -o, --output FILE          rapporto nel file (predefinito: standard output)\n"
     "      --indent               rapporto indentato\n"
+    "      --html FILE            anche il rapporto come pagina HTML nel file\n"
+    "  -j, --jobs N               verifica i file con N processi (rapporto identico)\n"
     "  -D, --detached PATH        documento separato, o cartella per il contenuto estratto\n"
     "  -x, --extract DIR          estrae contenuto e buste nella cartella\n"
     "      --no-crl               nessun controllo CRL dei firmatari\n"
@@ -94,6 +100,8 @@ struct Options {
     int logLevel = -1;
     const char* output = nullptr;
     bool indent = false;
+    const char* html = nullptr;
+    int jobs = 1;
     const char* path = nullptr;
     bool extract = false;
     bool noCRL = false, noTSCRL = false, noCACRL = false, ocsp = false;
@@ -205,6 +213,10 @@ int parseOptions(int argc, char** argv, Options* o) {
             o->output = value();
         } else if (is(nullptr, "--indent")) {
             o->indent = true;
+        } else if (is(nullptr, "--html")) {
+            o->html = value();
+        } else if (is("-j", "--jobs")) {
+            o->jobs = number(1, 256);
         } else if (is("-D", "--detached")) {
             o->path = value();
             o->extract = false;
@@ -444,9 +456,22 @@ int main(int argc, char** argv) {
     status = runCommands(o);
     if (o.files.empty()) return status;
 
-    for (const char* file : o.files) verifyDocuments(file, o.path, o.extract);
+    {
+        Progress progress(o.files.size(), stderr);
+        verifyBatch(o.files, o.path, o.extract, static_cast<unsigned>(o.jobs), &progress);
+    }
     // The verdicts are read from the report before it is printed and freed.
     if (sigilo::out != nullptr && !Report::allVerdictsOK(sigilo::out)) status = kSomethingBad;
+    if (o.html != nullptr && sigilo::out != nullptr) {
+        // The same text printResults prints: the report keeps the first text it serialises.
+        const char* text = sigilo::out->getXML(sigilo::flat);
+        std::string error;
+        if (text == nullptr || !writeHTMLReport(text, o.html, &error)) {
+            fprintf(stderr, "sigilo: rapporto HTML %s non scritto: %s\n", o.html,
+                    text == nullptr ? "rapporto vuoto" : error.c_str());
+            status = kSomethingBad;
+        }
+    }
     // A report that could not be written (or a server out of reach, which prints its own report
     // and leaves none) is a failure too.
     if (!printResults()) status = kSomethingBad;

@@ -48,6 +48,10 @@ extern unsigned char errorOnExpiredCRL;
 extern unsigned char checkJuly2011Constraint;
 extern unsigned char checkEncapsulatedSigs;
 
+// Opens the report (root, attributes, notices) if none is open; false when it could not be
+// opened (a server out of reach, whose report has then been printed).
+bool openReport();
+
 // Logs, when logging is on, that a function's engine is not part of this build.
 void logUnavailable(const char* what);
 

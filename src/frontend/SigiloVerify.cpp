@@ -47,9 +47,20 @@ void logFileFailure(const char* input, unsigned int code) {
     log->print(3, code, "%s", Messages::getText(code));
 }
 
-// Opens a report if none is open. In server mode the server is asked once per report; when it
-// does not answer, the report is printed at once with that failure alone, and 0 comes back.
-bool openReport() {
+// The CA list, and the CRL cache when some CRL check is on and the mode reads it at all, are
+// loaded on first use. A failed load is tried again on the next file; verification goes on.
+void loadTrustFiles() {
+    if (!loadedCACertList) loadedCACertList = cache->loadCACertList(caCertsListName);
+    if (!loadedCRLCache && (checkCRLPKCS7 || checkCRLTS || checkCACRL) && downloadCRL != 3) {
+        loadedCRLCache = cache->loadCRLCache(crlCacheName);
+    }
+}
+
+}  // namespace
+
+// In server mode the server is asked once per report; when it does not answer, the report is
+// printed at once with that failure alone, and 0 comes back.
+bool sigilo::openReport() {
     if (out != nullptr) return true;
     out = new XMLFile(buf);
     docVerifier->setXMLOutput(out);
@@ -67,17 +78,6 @@ bool openReport() {
     Report::insertNotices(out);
     return true;
 }
-
-// The CA list, and the CRL cache when some CRL check is on and the mode reads it at all, are
-// loaded on first use. A failed load is tried again on the next file; verification goes on.
-void loadTrustFiles() {
-    if (!loadedCACertList) loadedCACertList = cache->loadCACertList(caCertsListName);
-    if (!loadedCRLCache && (checkCRLPKCS7 || checkCRLTS || checkCACRL) && downloadCRL != 3) {
-        loadedCRLCache = cache->loadCRLCache(crlCacheName);
-    }
-}
-
-}  // namespace
 
 unsigned char verifyDocuments(const char* input, const char* path, bool extract) {
     // Without init there is no engine to verify with.

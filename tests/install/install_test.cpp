@@ -85,7 +85,8 @@ TEST_F(Install, TheInstalledFilesAreWhereOutsideProgramsLookForThem) {
     for (const char* file :
          {"/include/sigilo/Sigilo.h", "/lib/libsigilo.so", "/lib/libsigilo.so.0", "/bin/sigilo",
           "/lib/pkgconfig/sigilo.pc", "/lib/cmake/Sigilo/SigiloConfig.cmake",
-          "/lib/cmake/Sigilo/SigiloTargets.cmake", "/share/man/man1/sigilo.1"}) {
+          "/lib/cmake/Sigilo/SigiloTargets.cmake", "/share/man/man1/sigilo.1",
+          "/share/sigilo/report.xsl"}) {
         EXPECT_EQ(run("test -e '" + prefix + file + "'"), 0) << file;
     }
     // The library carries its SONAME, and the installed tool finds the installed library.
@@ -93,6 +94,16 @@ TEST_F(Install, TheInstalledFilesAreWhereOutsideProgramsLookForThem) {
         run("readelf -d '" + prefix + "/lib/libsigilo.so' | grep -q 'SONAME.*libsigilo.so.0'"), 0);
     EXPECT_EQ(run("'" + prefix + "/bin/sigilo' --version >/dev/null"), 0);
     EXPECT_EQ(fileBytes(prefix + "/share/man/man1/sigilo.1").rfind(".TH SIGILO 1", 0), 0u);
+    // The newcomer's page: the installed tool writes the demo's report as HTML, stylesheet
+    // built in, with the demo CA's good CAdES envelope shown OK.
+    std::string examples = std::string(SIGILO_SOURCE_DIR) + "/examples/";
+    std::string tool = "'" + prefix + "/bin/sigilo' -c '" + dir + "/ca' ";
+    EXPECT_EQ(run(tool + "--import-pem '" + examples + "demo_ca.pem'"), 0);
+    EXPECT_EQ(run(tool + "--html '" + dir + "/demo.html' '" + examples +
+                  "documento_cades.txt.p7m' >/dev/null"),
+              0);
+    std::string page = fileBytes(dir + "/demo.html");
+    EXPECT_NE(page.find("<span class=\"verdict ok\">OK</span>"), std::string::npos) << page;
 }
 
 TEST_F(Install, AProgramBuiltWithPkgConfigVerifiesADemoDocument) {
