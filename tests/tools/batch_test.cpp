@@ -47,6 +47,22 @@ TEST(Batch, EachFileIsVerifiedOnceByOneWorker) {
     }
 }
 
+TEST(Batch, AFileThatSetsTheRootsAttributesIsVerifiedAgainInItsPlace) {
+    ToolRun run;
+    // A TSD of a detached document writes its names on the report's root, which a worker cannot
+    // hand back as elements: the tool verifies it again itself, in order.
+    std::string tsd = shellQuoted(testData("tsengine/detached.tsd"));
+    std::string good = shellQuoted(testData("engine/cades.p7m"));
+    std::string files = std::string(kAt) + " -D " + shellQuoted(testData("tsengine/document.txt")) +
+                        " " + good + " " + tsd + " " + good + " " + tsd;
+    int sequential = run.sigilo(files);
+    std::string expected = run.read("out.txt");
+    ASSERT_NE(expected.find("filetype=\"TSD file\" detachedDocument="), std::string::npos)
+        << expected;
+    EXPECT_EQ(run.sigilo("-j 2" + files), sequential);
+    EXPECT_EQ(run.read("out.txt"), expected);
+}
+
 TEST(Batch, AReportToAFileAndTheExitStatusFollowTheVerdicts) {
     ToolRun run;
     std::string good = shellQuoted(testData("engine/cades.p7m"));
