@@ -6,6 +6,7 @@
 
 #include "asn1/SecureBuffer.h"
 #include "asn1/X500Time.h"
+#include "pdf/PDFFile.h"
 #include "frontend/Messages.h"
 #include "net/Logger.h"
 #include "net/SystemClock.h"

@@ -6,8 +6,8 @@
 // It keeps the last result code in errCode (NoError when the last thing judged was clean), and
 // owns its buffers, its logger and its times. The report tree is the caller's.
 //
-// The drivers of the envelope types whose engines are still to come (PDF and XML signatures)
-// already write their report element for the file, and then record that the verification could
+// The driver of the envelope type whose engine is still to come (XML signatures) already
+// writes their report element for the file, and then record that the verification could
 // not be done: errorMessage and status "KO", and a log line saying why. None of them claims
 // success.
 #ifndef SIGILO_VERIFY_DOCVERIFIER_H
@@ -42,7 +42,9 @@ class Certificate;
 class CryptoDevice;
 class Logger;
 class OID;
+class PDFFile;
 class PKCS7SignedData;
+class Signature;
 class SignedData;
 class SecureBuffer;
 class TrustStore;
@@ -139,7 +141,14 @@ public:
     unsigned char verifyTSTFile(const char* input, const char* detached);
     unsigned char verifyTSDFile(const char* input, const char* detached, const char* extractStem,
                                 const char* content);
-    unsigned char verifyPDFFile(const char* input, const char* content);
+    // A PDF: every signature it holds, oldest first. With output named, the revision the last
+    // signature verified closes is written to "<output>-EXTRACTED.pdf". The result is 0 only
+    // when the file could not be read as a PDF; the verdicts are in the report.
+    unsigned char verifyPDFFile(const char* input, const char* output);
+    unsigned char verifyPDFFile(const char* input);
+    // A PDF held in memory (the content of a time-stamped file): no element of its own and no
+    // file written.
+    unsigned char verifyPDFFile(Buffer* buffer);
     unsigned char verifyXMLFile(const char* input);
     // A PKCS#7 envelope with its time stamp in a separate file.
     unsigned char verifyDetachedTimeStamp(const char* input, const char* tsr, const char* content);
@@ -196,6 +205,29 @@ public:
     unsigned char checkCert(const infoEntry& info, unsigned char checkCRL, unsigned char usageBits,
                             const char* extKeyUsageOid);
 
+    // ---- PDF signatures (DocVerifierPDF*.cpp) ----
+    // The signatures of the file read last, oldest first, each by the route of its /SubFilter.
+    // False, with 5208 recorded, when it holds none.
+    unsigned char verifyPDFSignatures();
+    // adbe.x509.rsa_sha1: a bare RSA signature by the certificate of /Cert.
+    unsigned char verifyPDFSigner(Certificate* certificate);
+    // adbe.pkcs7.detached and adbe.pkcs7.sha1: a PKCS#7 SignedData over the signed ranges.
+    unsigned char verifyPDFSigner(ContentInfo* contentInfo);
+    // ETSI.CAdES.detached: version 1 as PKCS#7, later versions as CMS.
+    unsigned char verifyPADESSigner(ContentInfo* contentInfo);
+    // The digest table over the signed ranges of the current signature. For adbe.pkcs7.sha1 the
+    // SHA-1 of the ranges is the document the signer signed, and *cadesFlag is cleared.
+    unsigned char calculatePDFDigests(SignedData* signedData, unsigned char* cadesFlag);
+    unsigned char calculatePDFDigests(SignedData* signedData);
+    // A bare PKCS#1 signature: over the DigestInfo, then over the digest alone. False with 5200
+    // recorded when neither holds.
+    unsigned char checkPDFSignature(DigestInfo* digest, Signature* signature,
+                                    Certificate* certificate);
+    // The revision the current signature closes, to "<name>-EXTRACTED.pdf".
+    unsigned char savePDFData(const char* name);
+    // The reader of the file at hand, or null.
+    PDFFile* _getPDFFile() const { return pdfFile.get(); }
+
     // ---- Time stamps ----
     // One time-stamp token, content being the SignedData of the token. With a signer, the token
     // must imprint that signer's signature value; otherwise, a non-empty detachedBuffer is what
@@ -244,6 +276,20 @@ private:
     static constexpr int kMaxCounterDepth = 16;
 
     unsigned char verifyCMSFileOrPKCS7(const char* content, bool cms);
+    // The signers of a SignedData whose digest table is already filled; the tables are cleaned
+    // after them.
+    unsigned char verifyPKCS7Signers(PKCS7SignedData* signedData, unsigned char cadesFlag);
+    unsigned char verifyCMSSigners(CMSSignedData* signedData);
+    // The status of a signer whose signature held, against the reference time: the time of its
+    // time stamp, else the verification time, else now (these two are written as
+    // verificationTime). Records certCode as the result.
+    void signerVerdict(const X500Time* notBefore, const X500Time* notAfter, unsigned long certCode,
+                       const X500Time* revocationDate, const X500Time* expiredCertsOnCRL);
+    // The PDF of pdfFile verified under the element already open.
+    unsigned char verifyPDFRead(const char* output);
+    // One signature of pdfFile, the current one, by the route of its /SubFilter; *known is
+    // cleared for a /SubFilter that has no route.
+    unsigned char verifyPDFSignature(unsigned char* known);
     unsigned char walkEnvelopes(ContentInfo* outer, const char* content, bool cms);
     // The record of the signer's certificate in table, or -1, in which case the report gets the
     // serial and issuer the signer names.
@@ -337,6 +383,7 @@ private:
     infoEntry cmsInfos[records::kMaxInfos + 1];
 
     std::unique_ptr<CertVerifier> certVerifier;
+    std::unique_ptr<PDFFile> pdfFile;
 
     std::unique_ptr<X500Time> verificationTime;
     std::unique_ptr<X500Time> lastTimeStampTime;

@@ -51,11 +51,17 @@ unsigned char DocVerifier::verifyPKCS7(PKCS7SignedData* signedData) {
     } else {
         records::cleanDigests(digestTable);
     }
+    return verifyPKCS7Signers(signedData, 255);
+}
+
+unsigned char DocVerifier::verifyPKCS7Signers(PKCS7SignedData* signedData,
+                                              unsigned char cadesFlag) {
     getCertificates(signedData);
     unsigned char all = 255;
     PKCS7SignerInfoSet* signers = signedData->_getSignerInfos();
     for (int i = 0; signers != nullptr && i < signers->getCount(); ++i) {
-        if (!verifySigner(signerPartsOf(signers->_getElement(i)), nullptr, 255, 255, 0)) all = 0;
+        if (!verifySigner(signerPartsOf(signers->_getElement(i)), nullptr, cadesFlag, 255, 0))
+            all = 0;
     }
     records::cleanDigests(digestTable);
     records::cleanInfos(pkcs7Infos);
@@ -76,6 +82,10 @@ unsigned char DocVerifier::verifyCMS(CMSSignedData* signedData) {
         return 0;
     }
     if (!ok) return 0;
+    return verifyCMSSigners(signedData);
+}
+
+unsigned char DocVerifier::verifyCMSSigners(CMSSignedData* signedData) {
     getCertificates(signedData);
     unsigned char all = 255;
     SignerInfoSet* signers = signedData->_getSignerInfos();

@@ -347,46 +347,52 @@ unsigned char DocVerifier::verifySigner(const SignerParts& s, const ParentSignat
         if (!timeStampOk) {
             fail(5167);
         } else if (signatureOk) {
-            errCode = certCode;
-            std::unique_ptr<X500Time> refTime;
-            if (lastTimeStampTime) {
-                refTime.reset(lastTimeStampTime->clone());
-            } else {
-                refTime.reset(verificationTime ? verificationTime->clone()
-                                               : SystemClock::getUTCTime());
-                xmlOut->insertTag("verificationTime", ownedText(refTime->getValue()).c_str());
-            }
-            long expiredFrom =
-                expiredCertsOnCRL ? expiredCertsOnCRL->getClockValue() : kCRLAmnestyDate;
-            if (notBefore != nullptr && *notBefore > *refTime) {
-                xmlOut->insertTag("errorMessage", "Certificato del Firmatario non ancora valido");
-                xmlOut->insertTag("status", "KO");
-            } else if (certCode == 5128 || certCode == 5161) {
-                // A revocation with no date is taken as before any time.
-                if (!revocationDate || *revocationDate < *refTime) {
-                    xmlOut->insertTag("errorMessage", Messages::getText(certCode));
-                    xmlOut->insertTag("status", "KO");
-                } else {
-                    xmlOut->insertTag("status", "OK");
-                }
-            } else if (certCode == 5127) {
-                if (notAfter == nullptr || *notAfter < *refTime) {
-                    xmlOut->insertTag("errorMessage", Messages::getText(certCode));
-                    xmlOut->insertTag("status", "KO");
-                } else if (notAfter->getClockValue() < expiredFrom) {
-                    xmlOut->insertTag("errorMessage",
-                                      "Stato del certificato alla data di firma non disponibile");
-                    xmlOut->insertTag("status", "KO");
-                } else {
-                    xmlOut->insertTag("certExpired", ownedText(notAfter->getValue()).c_str());
-                    xmlOut->insertTag("status", "OK");
-                }
-            } else {
-                xmlOut->insertTag("status", "OK");
-            }
+            signerVerdict(notBefore, notAfter, certCode, revocationDate.get(),
+                          expiredCertsOnCRL.get());
         }
     }
     unsigned char counters = checkCounterSignatures(s, depth);
     close();
     return signatureOk && counters ? 255 : 0;
+}
+
+void DocVerifier::signerVerdict(const X500Time* notBefore, const X500Time* notAfter,
+                                unsigned long certCode, const X500Time* revocationDate,
+                                const X500Time* expiredCertsOnCRL) {
+    if (xmlOut == nullptr) return;
+    errCode = certCode;
+    std::unique_ptr<X500Time> refTime;
+    if (lastTimeStampTime) {
+        refTime.reset(lastTimeStampTime->clone());
+    } else {
+        refTime.reset(verificationTime ? verificationTime->clone() : SystemClock::getUTCTime());
+        xmlOut->insertTag("verificationTime", ownedText(refTime->getValue()).c_str());
+    }
+    long expiredFrom = expiredCertsOnCRL ? expiredCertsOnCRL->getClockValue() : kCRLAmnestyDate;
+    if (notBefore != nullptr && *notBefore > *refTime) {
+        xmlOut->insertTag("errorMessage", "Certificato del Firmatario non ancora valido");
+        xmlOut->insertTag("status", "KO");
+    } else if (certCode == 5128 || certCode == 5161) {
+        // A revocation with no date is taken as before any time.
+        if (!revocationDate || *revocationDate < *refTime) {
+            xmlOut->insertTag("errorMessage", Messages::getText(certCode));
+            xmlOut->insertTag("status", "KO");
+        } else {
+            xmlOut->insertTag("status", "OK");
+        }
+    } else if (certCode == 5127) {
+        if (notAfter == nullptr || *notAfter < *refTime) {
+            xmlOut->insertTag("errorMessage", Messages::getText(certCode));
+            xmlOut->insertTag("status", "KO");
+        } else if (notAfter->getClockValue() < expiredFrom) {
+            xmlOut->insertTag("errorMessage",
+                              "Stato del certificato alla data di firma non disponibile");
+            xmlOut->insertTag("status", "KO");
+        } else {
+            xmlOut->insertTag("certExpired", ownedText(notAfter->getValue()).c_str());
+            xmlOut->insertTag("status", "OK");
+        }
+    } else {
+        xmlOut->insertTag("status", "OK");
+    }
 }

@@ -208,8 +208,8 @@ unsigned char DocVerifier::verifyTSDContent(const char* extractStem, const char*
     bool named = content != nullptr && *content != 0;
     InputType type = guessInputType(documentBuffer.get());
     if (type == InputPDF) {
-        // PDF signatures are verified by an engine this build does not have.
-        unsigned char ok = refuseUnavailable(kErrSignatureNotVerified, "firme PDF");
+        documentBuffer->setReadPos(0);
+        unsigned char ok = verifyPDFFile(documentBuffer.get());
         *isSigned = errCode != 5208 ? 255 : 0;
         if (named) *saved = savePlainData(content, data, length);
         return ok;

@@ -203,13 +203,37 @@ void cleanDigests(digestTableEntry* table) {
 void calculateDigests(digestTableEntry* table, CryptoDevice* device,
                       const AlgorithmIdentifierSet* algorithms, const unsigned char* data,
                       unsigned long length) {
+    calculateDigests(table, device, algorithms, data, length, nullptr, 0);
+}
+
+DigestInfo* digestPieces(CryptoDevice* device, const unsigned char* first,
+                         unsigned long firstLength, const unsigned char* second,
+                         unsigned long secondLength) {
+    if (device == nullptr) return nullptr;
+    if (second == nullptr || secondLength == 0) return device->digest(first, firstLength);
+    if (!device->initDigest()) return nullptr;
+    bool ok =
+        device->updateDigest(first, firstLength) && device->updateDigest(second, secondLength);
+    // The operation is ended in every case, so that the next digest can start.
+    DigestInfo* digest = device->finalDigest();
+    if (!ok) {
+        delete digest;
+        return nullptr;
+    }
+    return digest;
+}
+
+void calculateDigests(digestTableEntry* table, CryptoDevice* device,
+                      const AlgorithmIdentifierSet* algorithms, const unsigned char* first,
+                      unsigned long firstLength, const unsigned char* second,
+                      unsigned long secondLength) {
     cleanDigests(table);
     int filled = 0;
     bool hasSHA256 = false;
     auto add = [&](const char* dotted) {
         table[filled].algorithmOid = pkix::copyText(dotted);
         table[filled].digest = device != nullptr && device->setDigestAlgorithm(dotted)
-                                   ? device->digest(data, length)
+                                   ? digestPieces(device, first, firstLength, second, secondLength)
                                    : nullptr;
         ++filled;
     };

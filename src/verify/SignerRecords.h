@@ -86,6 +86,16 @@ void cleanDigests(digestTableEntry* table);
 void calculateDigests(digestTableEntry* table, CryptoDevice* device,
                       const AlgorithmIdentifierSet* algorithms, const unsigned char* data,
                       unsigned long length);
+// The same over two pieces taken one after the other, as if they were one block: the signed
+// ranges of a PDF, which leave out the signature between them.
+void calculateDigests(digestTableEntry* table, CryptoDevice* device,
+                      const AlgorithmIdentifierSet* algorithms, const unsigned char* first,
+                      unsigned long firstLength, const unsigned char* second,
+                      unsigned long secondLength);
+// One digest of the two pieces with the device's current algorithm, or null.
+DigestInfo* digestPieces(CryptoDevice* device, const unsigned char* first,
+                         unsigned long firstLength, const unsigned char* second,
+                         unsigned long secondLength);
 // The index of the algorithm's entry; -1 when that entry has no digest; -2 when the algorithm
 // is not in the table.
 int getDataDigest(const digestTableEntry* table, const AlgorithmIdentifier* algorithm);

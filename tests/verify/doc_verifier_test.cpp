@@ -157,10 +157,13 @@ TEST_F(Verifier, DriversRefuseWhatIsNotTheirs) {
              "<errorMessage>Documento originale non trovato</errorMessage>\n<status>KO</status>\n"
              "</timeStamp>\n",
          5193},
+        // An envelope is no PDF: refused as such, with nothing extracted.
         {[&] { return verifier.verifyPDFFile(p7m.c_str(), nullptr); },
-         "<signedData filename=\"" + p7m + "\" filetype=\"PDF file\">\n" + signatureKO +
-             "</signedData>\n",
-         kErrSignatureNotVerified},
+         "<signedData filename=\"" + p7m +
+             "\" filetype=\"PDF file\">\n"
+             "<errorMessage>File non conforme allo standard PDF 1.4</errorMessage>\n"
+             "<status>KO</status>\n</signedData>\n",
+         5207},
         {[&] { return verifier.verifyXMLFile(p7m.c_str()); },
          "<signedData filename=\"" + p7m + "\" filetype=\"XML file\">\n" + signatureKO +
              "</signedData>\n",
