@@ -7,6 +7,7 @@
 #include "net/Transport.h"
 #include "trust/CACache.h"
 #include "trust/LocalTrustStore.h"
+#include "trust/ServerInterface.h"
 #include "verify/TrustStore.h"
 
 namespace {
@@ -35,10 +36,11 @@ TrustStore* Engines::createTrustStore(CryptoDevice* device) {
     return new LocalTrustStore(device);
 }
 
-// The CRL retrieval and its clients take the network settings; OCSP and the verification
-// server have no client in this build, so their time-out is refused.
+// The CRL retrieval, its clients and the verification server take the network settings; OCSP
+// has no client in this build, so its time-out is refused.
 unsigned char Engines::setTCPTimeout(int seconds) {
     CACache::setTimeout(seconds);
+    ServerInterface::setTimeout(seconds);
     return 255;
 }
 unsigned char Engines::setOCSPTimeout(int) {

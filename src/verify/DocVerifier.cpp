@@ -11,6 +11,7 @@
 #include "net/Logger.h"
 #include "net/SystemClock.h"
 #include "trust/CertVerifier.h"
+#include "trust/ServerInterface.h"
 #include "verify/TrustStore.h"
 #include "xml/XMLFile.h"
 
@@ -44,6 +45,7 @@ DocVerifier::DocVerifier(CryptoDevice* device, TrustStore* trustStore)
       cmsInfos() {
     CACache* store = trustStore != nullptr ? trustStore->_getCACache() : nullptr;
     if (store != nullptr) certVerifier.reset(new CertVerifier(device, store));
+    serverInterface.reset(new ServerInterface());
 }
 
 DocVerifier::~DocVerifier() {
@@ -61,18 +63,31 @@ void DocVerifier::init() {
 void DocVerifier::setServerName(const char* name) {
     serverName = name != nullptr ? name : "";
     serverMode = name != nullptr && *name != 0 ? 255 : 0;
+    serverInterface->setServerName(serverMode ? name : nullptr);
 }
 
 void DocVerifier::setServerPort(unsigned short port) {
-    if (port != 0) serverPort = port;
+    if (port != 0) {
+        serverPort = port;
+        serverInterface->setServerPort(port);
+    }
 }
 
 unsigned char DocVerifier::checkServerStatus() {
-    if (log) {
-        log->print(3, "Client del sigiloServer non disponibile in questa versione: %s",
-                   serverName.c_str());
-    }
-    return 0;
+    serverInterface->setXMLOutput(xmlOut);
+    serverInterface->setCheckCRL(checkCRLPKCS7);
+    return serverInterface->checkServerStatus();
+}
+
+unsigned char DocVerifier::askServer(const char* certificate, unsigned char checkCRL,
+                                     unsigned char timeStamp) {
+    serverInterface->setXMLOutput(xmlOut);
+    serverInterface->setCheckCRL(checkCRL);
+    serverInterface->setCheckCACRL(checkCACRL);
+    serverInterface->setUseOCSP(useOCSP);
+    serverInterface->setCheckCertificateValidity(checkCertificateValidity);
+    serverInterface->setErrorOnExpiredCRL(errorOnExpiredCRL);
+    return serverInterface->askServer(certificate, timeStamp);
 }
 
 unsigned char DocVerifier::setVerificationTime(X500Time* time) {
@@ -102,11 +117,13 @@ void DocVerifier::enableLog(unsigned char level) {
     if (!log) log.reset(new Logger(level));
     log->enableLog(static_cast<char>(level));
     if (certVerifier) certVerifier->enableLog(level);
+    serverInterface->enableLog(level);
 }
 
 void DocVerifier::disableLog() {
     log.reset();
     if (certVerifier) certVerifier->disableLog();
+    serverInterface->disableLog();
 }
 
 void DocVerifier::resetBuffer() {

@@ -47,6 +47,7 @@ class PKCS7SignedData;
 class Signature;
 class SignedData;
 class SecureBuffer;
+class ServerInterface;
 class TrustStore;
 class X500Time;
 class XMLFile;
@@ -106,9 +107,13 @@ public:
     unsigned char isServerMode() const { return serverMode; }
     const char* getServerName() const { return serverName.c_str(); }
     unsigned short getServerPort() const { return serverPort; }
-    // Whether the verification server answers. The client of the server comes with the server
-    // work: until then this logs why and answers 0.
+    // Whether the verification server answers; the report's root gets the server's release and
+    // CRL mode. Once per report.
     unsigned char checkServerStatus();
+    // The certificate (DER in base64) judged by the server, with the report and the switches of
+    // this engine, checkCRL as given; timeStamp 255 for a time-stamp authority's certificate.
+    unsigned char askServer(const char* certificate, unsigned char checkCRL,
+                            unsigned char timeStamp);
 
     // ---- Time, log, report, result ----
     // Discards the earlier time; keeps a copy of the new one only if it lies before now.
@@ -202,8 +207,16 @@ public:
     void getQualifiedStatements(const QCStatements* statements);
     // The certificate of a record checked by the certificate verifier; false (with
     // errorMessage and status KO in the report) when it is refused.
+    // In server mode the server judges it instead (a time-stamp authority's certificate when
+    // extKeyUsageOid is given). Either way the outcome is read back with the three below.
     unsigned char checkCert(const infoEntry& info, unsigned char checkCRL, unsigned char usageBits,
                             const char* extKeyUsageOid);
+    // The code of the last certificate check (NoError for a clean certificate), and copies of its
+    // revocation date and expired-certificates date (null when none), from the verifier or the
+    // server.
+    unsigned long getCertCode() const;
+    X500Time* getCertRevocationDate() const;
+    X500Time* getCertExpiredCertsOnCRL() const;
 
     // ---- PDF signatures (DocVerifierPDF*.cpp) ----
     // The signatures of the file read last, oldest first, each by the route of its /SubFilter.
@@ -384,6 +397,7 @@ private:
 
     std::unique_ptr<CertVerifier> certVerifier;
     std::unique_ptr<PDFFile> pdfFile;
+    std::unique_ptr<ServerInterface> serverInterface;
 
     std::unique_ptr<X500Time> verificationTime;
     std::unique_ptr<X500Time> lastTimeStampTime;

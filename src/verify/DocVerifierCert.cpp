@@ -3,12 +3,16 @@
 #include <memory>
 #include <string>
 
+#include "asn1/Base64.h"
+#include "asn1/Buffer.h"
 #include "asn1/X500Time.h"
 #include "frontend/Messages.h"
 #include "net/Logger.h"
 #include "net/SystemClock.h"
+#include "pkix/Certificate.h"
 #include "pkix/ReadSteps.h"
 #include "trust/CertVerifier.h"
+#include "trust/ServerInterface.h"
 #include "verify/DocVerifier.h"
 #include "xml/XMLFile.h"
 
@@ -20,10 +24,44 @@ void insertTime(XMLFile* xml, const char* element, const X500Time* t) {
     if (xml != nullptr && t != nullptr) xml->insertTag(element, ownedText(t->getValue()).c_str());
 }
 
+// The DER of the certificate in base64, as the server takes it; empty when there is none.
+std::string base64Of(const Certificate* certificate) {
+    if (certificate == nullptr) return "";
+    Buffer der;
+    Certificate* c = const_cast<Certificate*>(certificate);
+    der.enlarge(c->getWrapLength(&der));
+    c->wrapASN1(&der);
+    return ownedText(Base64::encode(der._getData(), der.getWritePos()));
+}
+
 }  // namespace
+
+unsigned long DocVerifier::getCertCode() const {
+    if (serverMode) return serverInterface->getErrCode();
+    return certVerifier ? certVerifier->getErrCode() : NoError;
+}
+
+X500Time* DocVerifier::getCertRevocationDate() const {
+    if (serverMode) return serverInterface->getRevocationDate();
+    return certVerifier ? certVerifier->getRevocationDate() : nullptr;
+}
+
+X500Time* DocVerifier::getCertExpiredCertsOnCRL() const {
+    if (serverMode) return serverInterface->getExpiredCertsOnCRL();
+    return certVerifier ? certVerifier->getExpiredCertsOnCRL() : nullptr;
+}
 
 unsigned char DocVerifier::checkCert(const infoEntry& info, unsigned char checkCRL,
                                      unsigned char usageBits, const char* extKeyUsageOid) {
+    // In server mode the server judges the certificate, and writes its findings (or its
+    // refusal) into the report itself.
+    if (serverMode) {
+        std::string certificate = base64Of(info.certificate);
+        unsigned char ok = askServer(certificate.c_str(), checkCRL,
+                                     extKeyUsageOid != nullptr ? 255 : 0);
+        if (ok) errCode = serverInterface->getErrCode();
+        return ok;
+    }
     // Without a trust store no issuer can be found, and no certificate passes.
     if (!certVerifier) {
         if (log) log->print(3, 5130, "%s", Messages::getText(5130));

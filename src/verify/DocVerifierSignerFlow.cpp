@@ -312,16 +312,14 @@ unsigned char DocVerifier::verifySigner(const SignerParts& s, const ParentSignat
 
     // The certificate now.
     if (!checkCert(info, checkCRLPKCS7, kSignerUsage, nullptr)) {
-        if (s.cms && certVerifier) errCode = certVerifier->getErrCode();
+        if (s.cms && (certVerifier || serverMode)) errCode = getCertCode();
         checkCounterSignatures(s, depth);
         close();
         return 0;
     }
-    unsigned long certCode = certVerifier ? certVerifier->getErrCode() : NoError;
-    std::unique_ptr<X500Time> revocationDate(certVerifier ? certVerifier->getRevocationDate()
-                                                          : nullptr);
-    std::unique_ptr<X500Time> expiredCertsOnCRL(certVerifier ? certVerifier->getExpiredCertsOnCRL()
-                                                             : nullptr);
+    unsigned long certCode = getCertCode();
+    std::unique_ptr<X500Time> revocationDate(getCertRevocationDate());
+    std::unique_ptr<X500Time> expiredCertsOnCRL(getCertExpiredCertsOnCRL());
 
     // The digest that was signed.
     std::unique_ptr<DigestInfo> digest;

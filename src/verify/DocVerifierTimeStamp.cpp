@@ -267,18 +267,15 @@ unsigned char DocVerifier::verifyToken(Content* content, const SignerParts* sign
         }
     }
 
-    // The authority's certificate, for time stamping. In server mode the certificate is still
-    // checked here, since this build has no client of the server.
+    // The authority's certificate, for time stamping (by the server in server mode).
     if (!checkCert(info, checkCRLTS, kTimeStampUsage, kTimeStampingPurpose)) {
-        if (certVerifier) errCode = certVerifier->getErrCode();
+        if (certVerifier || serverMode) errCode = getCertCode();
         if (errCode == NoError) errCode = 5126;
         return finish(0);
     }
-    unsigned long certCode = certVerifier ? certVerifier->getErrCode() : NoError;
-    std::unique_ptr<X500Time> revocationDate(certVerifier ? certVerifier->getRevocationDate()
-                                                          : nullptr);
-    std::unique_ptr<X500Time> expiredCertsOnCRL(certVerifier ? certVerifier->getExpiredCertsOnCRL()
-                                                             : nullptr);
+    unsigned long certCode = getCertCode();
+    std::unique_ptr<X500Time> revocationDate(getCertRevocationDate());
+    std::unique_ptr<X500Time> expiredCertsOnCRL(getCertExpiredCertsOnCRL());
 
     // The authority's signature over the TSTInfo, through the signed attributes.
     if (cryptoDevice == nullptr ||

@@ -13,7 +13,9 @@
 #include <vector>
 
 class Buffer;
+class Logger;
 class TransformChain;
+class Transport;
 
 class XMLFile {
 public:
@@ -54,6 +56,17 @@ public:
     // until the next call or the end of the object.
     const char* getXMLSubTree(unsigned char flat);
     const char* getXMLSubTree() { return getXMLSubTree(0); }
+
+    // ---- The wire form of the verification server: four bytes of length, high byte first,
+    // then the text of the document (XMLFileNetwork.cpp) ----
+    static constexpr unsigned int kMaxNetworkText = 1u << 20;
+    // Sends the document serialised by getXML(0).
+    unsigned char toNetwork(Transport* transport);
+    // Reads one message and parses it; false, with a line at level 7 when there is a log, when
+    // nothing came, the length passes maxLength, the text is cut short or does not parse.
+    unsigned char fromNetwork(Transport* transport);
+    unsigned char fromNetwork(Transport* transport, Logger* log);
+    unsigned char fromNetwork(Transport* transport, Logger* log, unsigned int maxLength);
 
     // ---- Reading ----
     // Parses a file or the bytes of a buffer; on success the root becomes the current node.
