@@ -161,10 +161,13 @@ TEST_F(Verifier, DriversRefuseWhatIsNotTheirs) {
          "<signedData filename=\"" + p7m + "\" filetype=\"PDF file\">\n" + signatureKO +
              "</signedData>\n",
          kErrSignatureNotVerified},
+        // An envelope is no XML document.
         {[&] { return verifier.verifyXMLFile(p7m.c_str()); },
-         "<signedData filename=\"" + p7m + "\" filetype=\"XML file\">\n" + signatureKO +
-             "</signedData>\n",
-         kErrSignatureNotVerified},
+         "<signedData filename=\"" + p7m +
+             "\" filetype=\"XML file\">\n"
+             "<errorMessage>File non conforme allo standard XML</errorMessage>\n"
+             "<status>KO</status>\n</signedData>\n",
+         5204},
     };
     for (Case& c : cases) {
         Buffer b(4096);
