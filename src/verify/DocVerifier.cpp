@@ -144,8 +144,3 @@ void DocVerifier::fail(unsigned long code) {
     }
 }
 
-unsigned char DocVerifier::refuseUnavailable(unsigned long code, const char* what) {
-    fail(code);
-    if (log) log->print(3, "Verifica non disponibile in questa versione: %s", what);
-    return 0;
-}

@@ -51,6 +51,7 @@ class ServerInterface;
 class TrustStore;
 class X500Time;
 class XMLFile;
+struct _xmlNode;
 
 class DocVerifier {
 public:
@@ -155,6 +156,9 @@ public:
     // file written.
     unsigned char verifyPDFFile(Buffer* buffer);
     unsigned char verifyXMLFile(const char* input);
+    // An XML document carried inside an envelope whose element the caller has open. It has
+    // no folder of its own, so its references may not name files.
+    unsigned char verifyXMLFile(Buffer* document);
     // A PKCS#7 envelope with its time stamp in a separate file.
     unsigned char verifyDetachedTimeStamp(const char* input, const char* tsr, const char* content);
     // The envelope in detachedBuffer, the time stamp in documentBuffer; the element of the
@@ -266,6 +270,20 @@ public:
     // The genTime of the last token read, a copy the caller deletes, or null.
     X500Time* getLastTimeStampTime() const;
 
+    // ---- XML signatures (DocVerifierXML*.cpp) ----
+    // Every Signature element of the loaded document, each with its verdict in the report; the
+    // document is freed. False only when there is no signature at all.
+    unsigned char verifyXMLSignatures();
+    // The SigningCertificate property at the current node of the document: the first Cert whose
+    // serial and issuer name the signer must carry the digest of the signer's DER. A SHA-1
+    // digest clears *compliant.
+    unsigned char checkXMLSigningCertificate(const Name* issuer, const char* serial,
+                                             const Certificate* signer, unsigned char* compliant);
+    // The SignatureValue text against the digest of SignedInfo, under the signer's key, with the
+    // algorithm already chosen on the device. Reports its failure (5200).
+    unsigned char checkXMLSignature(const DigestInfo* digest, const char* base64Signature,
+                                    const Certificate* signer);
+
     // A fresh work buffer after each file, so that one large input does not stay allocated.
     void resetBuffer();
 
@@ -288,6 +306,20 @@ private:
     // Deepest nesting of counter-signatures followed.
     static constexpr int kMaxCounterDepth = 16;
 
+    // One Signature element, the current node of the document, as a signer or (with the Id of
+    // the SignatureValue it must cover) as a counter-signer.
+    unsigned char verifyXMLSigner(unsigned char counter, const std::string& parentValueId,
+                                  int depth);
+    // The Signature elements of the CounterSignature properties below properties; true when
+    // every one held.
+    unsigned char verifyXMLCounterSignatures(_xmlNode* unsignedProperties,
+                                             const std::string& valueId, int depth);
+    // The tokens of the SignatureTimeStamp properties below unsignedProperties, each over
+    // the canonical SignatureValue element. True when every one held; only a token that held
+    // leaves its time in lastTimeStampTime.
+    unsigned char verifyXMLSignatureTimeStamps(_xmlNode* unsignedProperties,
+                                               _xmlNode* signatureValue,
+                                               const std::string& c14nMethod);
     unsigned char verifyCMSFileOrPKCS7(const char* content, bool cms);
     // The signers of a SignedData whose digest table is already filled; the tables are cleaned
     // after them.
@@ -349,9 +381,6 @@ private:
     // Stores the code, logs its text at level 3, and adds errorMessage and status "KO" to the
     // open element of the report.
     void fail(unsigned long code);
-    // The same for an envelope type whose verification engine is not part of this build, with a
-    // log line naming what is missing. Always 0.
-    unsigned char refuseUnavailable(unsigned long code, const char* what);
     // Logs the input name (notice 4616) and loads it; a named detached document is recorded in
     // the report and loaded too, otherwise detachedBuffer is emptied.
     void loadInputs(const char* input, const char* detached);
@@ -402,6 +431,12 @@ private:
     std::unique_ptr<X500Time> verificationTime;
     std::unique_ptr<X500Time> lastTimeStampTime;
     std::unique_ptr<X500Time> envelopeTimeStampTime;
+
+    // The XML document under verification, and the folder its file references may read (none
+    // when xmlFilesAllowed is 0).
+    std::unique_ptr<XMLFile> xmlDocument;
+    std::string xmlDirectory;
+    unsigned char xmlFilesAllowed = 0;
 };
 
 #endif

@@ -3,10 +3,8 @@
 // Each driver opens the report element of its file, with the attributes that name it, and loads
 // what the verification will need. The M7M driver also splits the message and writes the parts
 // out on request. PKCS#7 and CMS envelopes are verified in DocVerifierEnvelope.cpp, time stamps
-// in DocVerifierTimeStampFiles.cpp and DocVerifierTSD.cpp, PDF signatures in DocVerifierPDF.cpp.
-// The verification of XML signatures belongs to an engine that this build does not have yet:
-// that driver records "not verified" with the closest message of the table, status "KO" and a
-// log line naming what is missing, and returns 0.
+// in DocVerifierTimeStampFiles.cpp and DocVerifierTSD.cpp, PDF signatures in DocVerifierPDF.cpp,
+// XML signatures in DocVerifierXML.cpp.
 #include <string>
 
 #include "asn1/SecureBuffer.h"
@@ -50,18 +48,6 @@ unsigned char DocVerifier::verifyCMSFile(const char* input, const char* detached
     }
     loadInputs(input, detached);
     unsigned char result = verifyCMSFile(content);
-    if (xmlOut != nullptr) xmlOut->closeTag();
-    return result;
-}
-
-unsigned char DocVerifier::verifyXMLFile(const char* input) {
-    if (xmlOut != nullptr) {
-        xmlOut->openTag("signedData");
-        setAttribute("filename", input);
-        setAttribute("filetype", "XML file");
-    }
-    if (log) log->print(6, kNoteInputFile, "Input File: %s", input != nullptr ? input : "");
-    unsigned char result = refuseUnavailable(kErrSignatureNotVerified, "firme XML");
     if (xmlOut != nullptr) xmlOut->closeTag();
     return result;
 }

@@ -51,7 +51,7 @@ bool readRegular(const std::string& path, Buffer* out) {
 }  // namespace
 
 XMLReferences::XMLReferences(XMLFile* x, CryptoDevice* d, const char* dir)
-    : xml(x), device(d), directory(dir != nullptr ? dir : "") {}
+    : xml(x), device(d), directory(dir != nullptr ? dir : ""), filesAllowed(dir != nullptr) {}
 
 unsigned char XMLReferences::fail(unsigned long code) {
     errorCode = code;
@@ -159,7 +159,7 @@ unsigned char XMLReferences::verifyDigests(unsigned char* compliant) {
         } else {
             // A fragment that resolves to nothing (or to more than one element) is never taken
             // for a file name.
-            if (uri.get()[0] == '#') return fail(kErrUnhandledURI);
+            if (uri.get()[0] == '#' || !filesAllowed) return fail(kErrUnhandledURI);
             std::string path = besideFile(directory.c_str(), uri.get());
             if (path.empty() || !readRegular(path, &file)) return fail(kErrUnhandledURI);
             octets = file._getData();

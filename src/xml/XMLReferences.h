@@ -17,7 +17,7 @@ public:
     static constexpr unsigned long kErrUnhandledURI = 5206;
 
     // `directory` is the folder of the signed file, the only place external references are
-    // read from. Nothing is owned.
+    // read from; with none (null) no reference may name a file. Nothing is owned.
     XMLReferences(XMLFile* xml, CryptoDevice* device, const char* directory);
 
     // The current node of the document is SignedInfo. True when every reference matches;
@@ -38,6 +38,7 @@ private:
     XMLFile* xml;
     CryptoDevice* device;
     std::string directory;
+    bool filesAllowed;
     unsigned long errorCode = 0;
 };
 

@@ -339,8 +339,8 @@ TEST_F(Api, ImportsReplaceTheListAndSaveIt) {
 
 TEST_F(Api, ATrustListIsTakenOnlyWhenItsSignatureVerifies) {
     EXPECT_FALSE(importCACertsListTSL(testData("verify/doc_signed.xml").c_str(), nullptr));
-    // This build cannot verify XML signatures: the list is refused before the CA list is
-    // touched, and a report being collected stays as it was.
+    // A list whose signature is not good under the signer given is refused before the CA list
+    // is touched, and a report being collected stays as it was.
     verifyDocuments("/nonexistent", nullptr, false);
     engines.calls.calls.clear();
     EXPECT_FALSE(importCACertsListTSL(testData("verify/doc_signed.xml").c_str(), "signer.pem"));

@@ -164,10 +164,13 @@ TEST_F(Verifier, DriversRefuseWhatIsNotTheirs) {
              "<errorMessage>File non conforme allo standard PDF 1.4</errorMessage>\n"
              "<status>KO</status>\n</signedData>\n",
          5207},
+        // An envelope is no XML document.
         {[&] { return verifier.verifyXMLFile(p7m.c_str()); },
-         "<signedData filename=\"" + p7m + "\" filetype=\"XML file\">\n" + signatureKO +
-             "</signedData>\n",
-         kErrSignatureNotVerified},
+         "<signedData filename=\"" + p7m +
+             "\" filetype=\"XML file\">\n"
+             "<errorMessage>File non conforme allo standard XML</errorMessage>\n"
+             "<status>KO</status>\n</signedData>\n",
+         5204},
     };
     for (Case& c : cases) {
         Buffer b(4096);
