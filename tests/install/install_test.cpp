@@ -84,7 +84,7 @@ protected:
 TEST_F(Install, TheInstalledFilesAreWhereOutsideProgramsLookForThem) {
     for (const char* file :
          {"/include/sigilo/Sigilo.h", "/lib/libsigilo.so", "/lib/libsigilo.so.0", "/bin/sigilo",
-          "/lib/pkgconfig/sigilo.pc", "/lib/cmake/Sigilo/SigiloConfig.cmake",
+          "/bin/sigilo-server", "/lib/pkgconfig/sigilo.pc", "/lib/cmake/Sigilo/SigiloConfig.cmake",
           "/lib/cmake/Sigilo/SigiloTargets.cmake", "/share/man/man1/sigilo.1",
           "/share/sigilo/report.xsl"}) {
         EXPECT_EQ(run("test -e '" + prefix + file + "'"), 0) << file;
@@ -110,8 +110,7 @@ TEST_F(Install, AProgramBuiltWithPkgConfigVerifiesADemoDocument) {
     std::string pc = "PKG_CONFIG_PATH='" + prefix + "/lib/pkgconfig' pkg-config";
     ASSERT_EQ(run(pc + " --cflags --libs sigilo >'" + dir + "/flags.txt'"), 0);
     std::string flags = fileBytes(dir + "/flags.txt");
-    EXPECT_NE(flags.find("/prefix/lib/pkgconfig/../../include"), std::string::npos)
-        << flags;
+    EXPECT_NE(flags.find("/prefix/lib/pkgconfig/../../include"), std::string::npos) << flags;
     EXPECT_NE(flags.find("-lsigilo"), std::string::npos) << flags;
     ASSERT_EQ(
         run("c++ -std=c++17 -o '" + dir + "/outside' '" + dir + "/main.cpp' $(" + pc +
