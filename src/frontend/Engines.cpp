@@ -7,6 +7,7 @@
 #include "net/Transport.h"
 #include "trust/CACache.h"
 #include "trust/LocalTrustStore.h"
+#include "trust/OCSPChecker.h"
 #include "verify/TrustStore.h"
 
 namespace {
@@ -35,14 +36,15 @@ TrustStore* Engines::createTrustStore(CryptoDevice* device) {
     return new LocalTrustStore(device);
 }
 
-// The CRL retrieval and its clients take the network settings; OCSP and the verification
-// server have no client in this build, so their time-out is refused.
+// The CRL retrieval and its clients take the network settings, and the OCSP checker its own
+// time-out.
 unsigned char Engines::setTCPTimeout(int seconds) {
     CACache::setTimeout(seconds);
     return 255;
 }
-unsigned char Engines::setOCSPTimeout(int) {
-    return 0;
+unsigned char Engines::setOCSPTimeout(int seconds) {
+    OCSPChecker::setTimeout(seconds);
+    return 255;
 }
 unsigned char Engines::setTimeStampCheck(unsigned char on) {
     CACache::setTimeStampCheck(on);
