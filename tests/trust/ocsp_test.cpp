@@ -381,3 +381,37 @@ TEST_F(OCSPVerifier, TheReportCarriesTheOCSPFindings) {
 }
 
 }  // namespace
+
+namespace {
+
+// The tool as a user runs it: with --ocsp the signers' own service answers; without it only
+// their CRL can, whose server (port 80 here) does not exist.
+TEST_F(OCSPVerifier, TheToolAsksOCSPWhenTold) {
+    auto sigilo = [this](const std::string& arguments) {
+        std::string command = "cd '" + dir + "' && " + SIGILO_BINARY_DIR +
+                              "/sigilo -c ca --july2011 0 " + arguments + " >out.txt 2>err.txt";
+        return system(command.c_str());
+    };
+    ASSERT_EQ(system(("mkdir -p '" + dir + "/ca'").c_str()), 0);
+    ASSERT_EQ(sigilo("--import-pem '" + ocspData("ca.pem") + "'"), 0);
+    std::string files = " '" + ocspData("good.p7m") + "' '" + ocspData("revoked.p7m") + "'";
+
+    sigilo("--ocsp --ocsp-timeout 5" + files);
+    std::string report = fileBytes(dir + "/out.txt");
+    size_t revokedAt = report.find("revoked.p7m");
+    ASSERT_NE(revokedAt, std::string::npos) << report;
+    std::string good = report.substr(0, revokedAt), revoked = report.substr(revokedAt);
+    EXPECT_NE(good.find("<ocspThisUpdate>"), std::string::npos) << report;
+    EXPECT_NE(good.find("<status>OK</status>"), std::string::npos) << report;
+    EXPECT_NE(revoked.find("<ocspRevocationDate>20230401000000Z</ocspRevocationDate>"),
+              std::string::npos)
+        << report;
+    EXPECT_NE(revoked.find("Certificato del Firmatario revocato"), std::string::npos) << report;
+
+    sigilo(files);
+    report = fileBytes(dir + "/out.txt");
+    EXPECT_EQ(report.find("<ocspThisUpdate>"), std::string::npos) << report;
+    EXPECT_EQ(report.find("<status>OK</status>"), std::string::npos) << report;
+}
+
+}  // namespace
