@@ -101,12 +101,14 @@ bool ServerProcess::startListening(const std::vector<std::string>& argv, unsigne
     portNumber = port;
     auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
     while (std::chrono::steady_clock::now() < deadline) {
-        if (listening(port)) return true;
+        // The port may be another process's: the child must still be there once it listens.
+        bool up = listening(port);
         int status;
         if (waitpid(child, &status, WNOHANG) == child) {
             child = -1;
             return false;
         }
+        if (up) return true;
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
     }
     stop();

