@@ -10,7 +10,7 @@ packages=(
   openssl python3 python3-cryptography python3-asn1crypto
   xmlsec1 opensc pkgconf binutils
   qpdf poppler-utils python3-pikepdf python3-pil
-  slapd ldap-utils microsocks tinyproxy
+  slapd ldap-utils microsocks tinyproxy faketime
   chromium fonts-dejavu-core
 )
 

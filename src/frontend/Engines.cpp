@@ -8,6 +8,7 @@
 #include "trust/CACache.h"
 #include "trust/LocalTrustStore.h"
 #include "trust/ServerInterface.h"
+#include "trust/OCSPChecker.h"
 #include "verify/TrustStore.h"
 
 namespace {
@@ -36,15 +37,16 @@ TrustStore* Engines::createTrustStore(CryptoDevice* device) {
     return new LocalTrustStore(device);
 }
 
-// The CRL retrieval, its clients and the verification server take the network settings; OCSP
-// has no client in this build, so its time-out is refused.
+// The CRL retrieval, its clients and the verification server take the network settings, and
+// the OCSP checker its own time-out.
 unsigned char Engines::setTCPTimeout(int seconds) {
     CACache::setTimeout(seconds);
     ServerInterface::setTimeout(seconds);
     return 255;
 }
-unsigned char Engines::setOCSPTimeout(int) {
-    return 0;
+unsigned char Engines::setOCSPTimeout(int seconds) {
+    OCSPChecker::setTimeout(seconds);
+    return 255;
 }
 unsigned char Engines::setTimeStampCheck(unsigned char on) {
     CACache::setTimeStampCheck(on);

@@ -5,9 +5,8 @@
 // hands it the network settings (time-outs, proxies, the no-SOCKS list) that belong to the CRL,
 // OCSP and server clients. The base class gives the crypto facade over the built-in token and
 // the local trust store (CACache), hands the CRL retrieval's settings to its clients (CACache,
-// HTTP, Transport), and refuses the OCSP time-out with 0, since the client that would take it is
-// not in this build. A build with other engines installs a subclass with set() before init;
-// the front end logs each refusal, so nothing fails unnoticed.
+// HTTP, Transport) and the OCSP time-out to the OCSP checker. A build with other engines installs a
+// subclass with set() before init; the front end logs each refusal, so nothing fails unnoticed.
 #ifndef SIGILO_FRONTEND_ENGINES_H
 #define SIGILO_FRONTEND_ENGINES_H
 

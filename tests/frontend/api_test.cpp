@@ -17,6 +17,7 @@
 #include "frontend/Sigilo.h"
 #include "net/Logger.h"
 #include "support/VecFile.h"
+#include "trust/OCSPChecker.h"
 #include "verify/DocVerifier.h"
 
 namespace {
@@ -303,13 +304,15 @@ TEST_F(Api, NetworkSettingsReachTheirEngines) {
     EXPECT_EQ(engines.calls.joined(),
               "nosocks:[10.0.0.0][255.0.0.0] nosocks:[192.168.1.0][255.255.255.0] "
               "socks:socks:4464 http:proxy:3128:u:- tcp:30 ocsp:5 tscheck:0");
-    // The stand-in engines hand the CRL retrieval's settings to its clients; the OCSP time-out
-    // has no client, and a mask that is not dotted names no network.
+    // The stand-in engines hand the CRL retrieval's settings to its clients and the OCSP
+    // time-out to the OCSP checker; a mask that is not dotted names no network.
     Engines::set(nullptr);
     EXPECT_TRUE(setTCPTimeout(30));
     EXPECT_TRUE(setTCPTimeout(60));
     EXPECT_TRUE(setHTTPProxy(nullptr, 0, nullptr, nullptr));
-    EXPECT_FALSE(setOCSPTimeout(5));
+    EXPECT_TRUE(setOCSPTimeout(5));
+    EXPECT_EQ(OCSPChecker::getTimeout(), 5);
+    EXPECT_TRUE(setOCSPTimeout(OCSPChecker::kDefaultTimeout));
     char c[] = "10.0.0.0/8";
     char* list2[] = {c, nullptr};
     EXPECT_FALSE(setNoSOCKS(list2));

@@ -11,8 +11,11 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <sstream>
 #include <thread>
 
 namespace {
@@ -86,6 +89,46 @@ bool ServerProcess::startOnPort(const std::vector<std::string>& argv, unsigned s
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
     }
     stop();
+    return false;
+}
+
+bool ServerProcess::startListening(const std::vector<std::string>& argv, unsigned short port,
+                                   int seconds) {
+    int out = open("/dev/null", O_WRONLY);
+    child = spawn(argv, out, true);
+    if (out >= 0) close(out);
+    if (child < 0) return false;
+    portNumber = port;
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+    while (std::chrono::steady_clock::now() < deadline) {
+        // The port may be another process's: the child must still be there once it listens.
+        bool up = listening(port);
+        int status;
+        if (waitpid(child, &status, WNOHANG) == child) {
+            child = -1;
+            return false;
+        }
+        if (up) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    stop();
+    return false;
+}
+
+bool ServerProcess::listening(unsigned short port) {
+    char local[16];
+    snprintf(local, sizeof local, ":%04X ", port);
+    for (const char* table : {"/proc/net/tcp", "/proc/net/tcp6"}) {
+        std::ifstream in(table);
+        std::string line;
+        while (std::getline(in, line)) {
+            // "sl local_address rem_address st ...": the state 0A is LISTEN.
+            std::istringstream fields(line);
+            std::string sl, localAddress, remote, state;
+            fields >> sl >> localAddress >> remote >> state;
+            if (state == "0A" && (localAddress + " ").find(local) != std::string::npos) return true;
+        }
+    }
     return false;
 }
 

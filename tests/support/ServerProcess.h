@@ -25,6 +25,10 @@ public:
     // accepts connections on 127.0.0.1:port, at most the given seconds.
     bool startOnPort(const std::vector<std::string>& argv, unsigned short port,
                      const std::string& output = "", int seconds = 15);
+    // As startOnPort, but waits until the port is listening without connecting to it, for
+    // servers that a connection closed without a request upsets (openssl ocsp spins on one).
+    bool startListening(const std::vector<std::string>& argv, unsigned short port,
+                        int seconds = 15);
     void stop();
 
     int port() const { return portNumber; }
@@ -36,6 +40,8 @@ public:
     static bool installed(const std::string& program);
     // Whether something accepts connections on 127.0.0.1:port.
     static bool accepting(unsigned short port);
+    // Whether a socket listens on the port, by the kernel's tables, without connecting.
+    static bool listening(unsigned short port);
 
 private:
     pid_t child = -1;
