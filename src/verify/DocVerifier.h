@@ -290,6 +290,8 @@ private:
     // One signature of pdfFile, the current one, by the route of its /SubFilter; *known is
     // cleared for a /SubFilter that has no route.
     unsigned char verifyPDFSignature(unsigned char* known);
+    // Signature fields of the file, in force, whose value names no signature that was read.
+    int unreadSignatureFields() const;
     unsigned char walkEnvelopes(ContentInfo* outer, const char* content, bool cms);
     // The record of the signer's certificate in table, or -1, in which case the report gets the
     // serial and issuer the signer names.
