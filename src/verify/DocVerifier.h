@@ -225,6 +225,9 @@ public:
                                     Certificate* certificate);
     // The revision the current signature closes, to "<name>-EXTRACTED.pdf".
     unsigned char savePDFData(const char* name);
+    // Reads a PDF into the reader without verifying it (the operations above then work on it);
+    // false when it is not a PDF the reader can walk.
+    unsigned char loadPDF(const char* name);
     // The reader of the file at hand, or null.
     PDFFile* _getPDFFile() const { return pdfFile.get(); }
 

@@ -79,6 +79,15 @@ unsigned char DocVerifier::verifyPDFFile(Buffer* buffer) {
     return result;
 }
 
+unsigned char DocVerifier::loadPDF(const char* name) {
+    pdfFile = std::make_unique<PDFFile>(workBuffer.get());
+    if (name == nullptr || !pdfFile->fromFile(name)) {
+        pdfFile.reset();
+        return 0;
+    }
+    return 255;
+}
+
 unsigned char DocVerifier::verifyPDFRead(const char* output) {
     unsigned char result = verifyPDFSignatures();
     // The reader is gone when the file held no signature: there is no revision to extract.
