@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "asn1/Buffer.h"
+#include "asn1/SecureBuffer.h"
 #include "asn1/X500Time.h"
 #include "crypto/DigestInfo.h"
 #include "frontend/Messages.h"
@@ -247,6 +248,37 @@ TEST_F(PDFVerify, BytesInMemoryAreVerifiedWithoutAnElementOfTheirOwn) {
     junk.fromByteArray(reinterpret_cast<const unsigned char*>("%PDF-1.4 nothing"), 16);
     EXPECT_EQ(v->verifyPDFFile(&junk), 0);
     EXPECT_EQ(v->getErrCode(), 5207u);
+}
+
+// A PDF as the content of a time-stamped file goes through the same verification; whether it
+// held a signature is told back, and the content is saved as it came.
+TEST_F(PDFVerify, APDFInsideATimeStampedFileIsVerified) {
+    std::string dir = ::testing::TempDir() + "pdf_tsd";
+    mkdir(dir.c_str(), 0755);
+    struct {
+        std::string file;
+        unsigned char isSigned;
+        std::string statuses;
+    } cases[] = {{signedPDF("cades.pdf"), 255, "OK"}, {testData("pdf/base.pdf"), 0, "KO"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.file);
+        Buffer text(4096);
+        XMLFile report(&text);
+        auto v = verifier(&report);
+        std::string bytes = fileBytes(c.file);
+        v->_getDocumentBuffer()->rewind();
+        v->_getDocumentBuffer()->writeBytes(reinterpret_cast<const unsigned char*>(bytes.data()),
+                                            static_cast<unsigned int>(bytes.size()));
+        std::string content = dir + "/content.pdf";
+        std::remove(content.c_str());
+        unsigned char isSigned = 1, saved = 0;
+        v->verifyTSDContent(nullptr, content.c_str(), &isSigned, &saved);
+        EXPECT_EQ(isSigned, c.isSigned);
+        EXPECT_EQ(saved, 255);
+        EXPECT_EQ(fileBytes(content), bytes);
+        std::string xml = flatReport(report.getXML(1));
+        EXPECT_EQ(joined(valuesOf(xml, "status")), c.statuses) << xml;
+    }
 }
 
 // A later signature whose dictionary no longer reads (its /Contents key damaged, its offset in
