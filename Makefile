@@ -62,6 +62,7 @@ bench: deps
 	@bench/run_bench.sh $(BENCH_BUILD)
 	@bench/cms_nocopy.sh $(BENCH_BUILD)
 	@bench/engine_bench.sh $(BENCH_BUILD)
+	@bench/pdf_bench.sh $(BENCH_BUILD)
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD) $(TSAN_BUILD)

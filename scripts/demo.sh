@@ -11,9 +11,11 @@
 # from before July 2011 to prove its date), the TSR and TST tokens verified against their
 # authority (OK), the TSD and the M7M with their token OK and their plain envelope KO for the
 # same reason (their tokens are of today), the M7M split and its two parts extracted, and the
-# report of a file that cannot be read. The engines that judge PDF and XML signatures are not in
-# this build yet, so those documents end with "Firma non verificata" and "KO", never with a
-# verdict that was not reached.
+# report of a file that cannot be read. The signed PDF (documento_firmato.pdf, made by
+# examples/make_pdf_example.sh under its own demo CA, demo_pdf_ca.pem, imported with the other)
+# is verified OK; the unsigned one (documento.pdf) is KO, as it holds no signature. The engine
+# that judges XML signatures is not in this build yet, so that document ends with "Firma non
+# verificata" and "KO", never with a verdict that was not reached.
 set -uo pipefail
 build=${1:-build}
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -27,8 +29,9 @@ mkdir -p "$cadir"
 "$build/sigilo" --version
 echo
 cd "$examples"
-echo "sigilo -c <ca folder> --import-pem examples/demo_ca.pem"
-if ! "$build/sigilo" -c "$cadir" --import-pem demo_ca.pem; then
+echo "sigilo -c <ca folder> --import-pem examples/demo_ca.pem + examples/demo_pdf_ca.pem"
+cat demo_ca.pem demo_pdf_ca.pem >"$work/demo_cas.pem"
+if ! "$build/sigilo" -c "$cadir" --import-pem "$work/demo_cas.pem"; then
   echo "the demo CA list could not be imported" >&2
   exit 1
 fi
@@ -38,7 +41,8 @@ echo "sigilo --indent -c <ca folder> -x <scratch> --html <build>/demo-report.htm
 echo
 "$build/sigilo" --indent -c "$cadir" -x "$work" --html "$build/demo-report.html" \
   documento.txt.p7m documento_cades.txt.p7m documento_cades_cms.txt.p7m documento.txt.p7m.tsr documento.txt.p7m.tst \
-  documento.txt.p7m.tsd documento.m7m documento.pdf documento_firmato.xml non_esiste.p7m
+  documento.txt.p7m.tsd documento.m7m documento.pdf documento_firmato.pdf documento_firmato.xml \
+  non_esiste.p7m
 status=$?
 echo "exit status: $status (1: some document is KO)"
 echo "the same report as a page: $build/demo-report.html"

@@ -82,12 +82,12 @@ unsigned char PDFFile::fromFile(const char* name) {
     unsigned int size = static_cast<unsigned int>(st.st_size);
     delete[] data;
     data = new unsigned char[size + 1];
-    long page = sysconf(_SC_PAGESIZE);
-    if (page <= 0) page = 4096;
+    // Read in large pieces: a signed PDF may run to hundreds of megabytes.
+    constexpr unsigned int kReadPiece = 1u << 20;
     unsigned int got = 0;
     while (got < size) {
         unsigned int piece = size - got;
-        if (piece > static_cast<unsigned int>(page)) piece = static_cast<unsigned int>(page);
+        if (piece > kReadPiece) piece = kReadPiece;
         ssize_t n = ::read(fd, data + got, piece);
         if (n <= 0) break;
         got += static_cast<unsigned int>(n);

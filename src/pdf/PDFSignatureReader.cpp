@@ -12,6 +12,14 @@ using PDFText::skipBlanks;
 
 namespace {
 
+// The first position from i (or end) holding "/", or "e" followed by "n": the only places where
+// the walks of fields and dictionaries find a key or "endobj". Passing over the rest in one tight
+// loop keeps a large stream inside an object from costing a keyword test per byte.
+unsigned int nextKeyByte(const unsigned char* p, unsigned int i, unsigned int end) {
+    while (i < end && p[i] != '/' && !(p[i] == 'e' && i + 1 < end && p[i + 1] == 'n')) ++i;
+    return i;
+}
+
 // The bytes that end a name.
 bool endsName(unsigned char c) {
     return PDFText::isBlank(c) || c == '/' || c == '>' || c == '<' || c == '[' || c == ']' ||
@@ -174,7 +182,11 @@ unsigned char PDFFile::walkSignatureField(const unsigned char* p, unsigned int s
                                           unsigned int generation) {
     bool isField = false;
     for (unsigned int i = start; i < end && !isField; ++i) {
-        if (!spend(1)) return 0;
+        // The bytes passed over are charged as if each had been looked at.
+        unsigned int next = nextKeyByte(p, i, end);
+        if (!spend(next - i + (next < end ? 1 : 0))) return 0;
+        i = next;
+        if (i >= end) break;
         if (p[i] == 'e' && matchesKey(p, end, i, "endobj")) return 0;
         if (p[i] == '/' && matchesKey(p, end, i, "/FT"))
             isField = matchesKey(p, end, skipBlanks(p, end, i + 3), "/Sig");
@@ -255,7 +267,10 @@ unsigned char PDFFile::walkSignatureDict(const unsigned char* p, unsigned int st
     bool ended = false;
     unsigned int i = start;
     while (i < end) {
-        if (!spend(1)) return 0;
+        unsigned int next = nextKeyByte(p, i, end);
+        if (!spend(next - i + (next < end ? 1 : 0))) return 0;
+        i = next;
+        if (i >= end) break;
         unsigned char c = p[i];
         if (c == 'e' && matchesKey(p, end, i, "endobj")) {
             ended = true;

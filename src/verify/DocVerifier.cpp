@@ -6,10 +6,10 @@
 
 #include "asn1/SecureBuffer.h"
 #include "asn1/X500Time.h"
-#include "pdf/PDFFile.h"
 #include "frontend/Messages.h"
 #include "net/Logger.h"
 #include "net/SystemClock.h"
+#include "pdf/PDFFile.h"
 #include "trust/CertVerifier.h"
 #include "trust/ServerInterface.h"
 #include "verify/TrustStore.h"

@@ -242,6 +242,9 @@ public:
                                     Certificate* certificate);
     // The revision the current signature closes, to "<name>-EXTRACTED.pdf".
     unsigned char savePDFData(const char* name);
+    // Reads a PDF into the reader without verifying it (the operations above then work on it);
+    // false when it is not a PDF the reader can walk.
+    unsigned char loadPDF(const char* name);
     // The reader of the file at hand, or null.
     PDFFile* _getPDFFile() const { return pdfFile.get(); }
 
@@ -335,6 +338,8 @@ private:
     // One signature of pdfFile, the current one, by the route of its /SubFilter; *known is
     // cleared for a /SubFilter that has no route.
     unsigned char verifyPDFSignature(unsigned char* known);
+    // Signature fields of the file, in force, whose value names no signature that was read.
+    int unreadSignatureFields() const;
     unsigned char walkEnvelopes(ContentInfo* outer, const char* content, bool cms);
     // The record of the signer's certificate in table, or -1, in which case the report gets the
     // serial and issuer the signer names.

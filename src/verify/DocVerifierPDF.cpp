@@ -79,6 +79,15 @@ unsigned char DocVerifier::verifyPDFFile(Buffer* buffer) {
     return result;
 }
 
+unsigned char DocVerifier::loadPDF(const char* name) {
+    pdfFile = std::make_unique<PDFFile>(workBuffer.get());
+    if (name == nullptr || !pdfFile->fromFile(name)) {
+        pdfFile.reset();
+        return 0;
+    }
+    return 255;
+}
+
 unsigned char DocVerifier::verifyPDFRead(const char* output) {
     unsigned char result = verifyPDFSignatures();
     // The reader is gone when the file held no signature: there is no revision to extract.
@@ -101,6 +110,15 @@ unsigned char DocVerifier::verifyPDFSignatures() {
         unsigned char ok = verifyPDFSignature(&known);
         if (known && !ok) all = 0;
     }
+    // A signature field whose dictionary could not be read is a signature that cannot be
+    // verified, not one to leave out: passed over, it would let a damaged later signature vanish
+    // from the report and the earlier ones speak for the whole file.
+    int unread = unreadSignatureFields();
+    if (unread > 0) {
+        if (log) log->print(3, "Campi firma senza un dizionario di firma leggibile: %d", unread);
+        fail(kErrSignatureNotVerified);
+        all = 0;
+    }
     if (log) {
         if (all) {
             log->print(6, kNoteAllSignaturesOk, "%s", Messages::getNotice(kNoteAllSignaturesOk));
@@ -109,6 +127,21 @@ unsigned char DocVerifier::verifyPDFSignatures() {
         }
     }
     return 255;
+}
+
+int DocVerifier::unreadSignatureFields() const {
+    int unread = 0;
+    for (int i = 0; pdfFile && i < pdfFile->fieldsCount(); ++i) {
+        const signatureField* field = pdfFile->_getField(i);
+        if (field == nullptr || field->shadowed || field->valueObject == kNoValueObject) continue;
+        bool found = false;
+        for (int j = 0; j < pdfFile->signaturesCount() && !found; ++j) {
+            const signatureRecord* record = pdfFile->_getSignature(j);
+            found = record != nullptr && record->objectNumber == field->valueObject;
+        }
+        if (!found) ++unread;
+    }
+    return unread;
 }
 
 unsigned char DocVerifier::verifyPDFSignature(unsigned char* known) {

@@ -192,6 +192,29 @@ TEST(SignatureDictTest, SkippedValuesHideNoKeys) {
     EXPECT_TRUE(twice.pdf->isSubFilter("b"));
 }
 
+// The walks pass quickly over bytes that cannot start a key, such as a long run of "e"; the
+// keys and "endobj" right after such runs must still be found, in fields and dictionaries.
+TEST(SignatureDictTest, KeysRightAfterLongRunsOfOtherBytes) {
+    std::string run(100000, 'e');
+    Reader r(classicFile(
+        {"<< /Type /Catalog >>",
+         "<< /Type /Sig " + run + "/ByteRange [0 5 10 5] " + run + "e/Contents <0102> " + run +
+             "/SubFilter /adbe.pkcs7.detached " + run + ">>",
+         "<< /FT " + run + " /X >> " + run + "endobj", "<< /FT /Sig " + run + "/V 2 0 R >>"}));
+    ASSERT_TRUE(r.ok);
+    ASSERT_EQ(r.pdf->signaturesCount(), 1);
+    EXPECT_EQ(r.pdf->getContentsLen(), 2u);
+    EXPECT_TRUE(r.pdf->isSubFilter("adbe.pkcs7.detached"));
+    EXPECT_EQ(r.sig()->length2, 5u);
+    // Only object 4 is a field: object 3 ends (at its first "endobj") before any /Sig.
+    ASSERT_EQ(r.pdf->fieldsCount(), 1);
+    EXPECT_EQ(r.pdf->_getField(0)->objectNumber, 4u);
+    EXPECT_EQ(r.pdf->_getField(0)->valueObject, 2u);
+    // An "endobj" after a run ends the dictionary: the /Contents after it is not its own.
+    Reader ended(oneDictionary("<< /ByteRange [0 5 10 5] " + run + "endobj /Contents <01> >>"));
+    EXPECT_EQ(ended.pdf->signaturesCount(), 0);
+}
+
 TEST(SignatureDictTest, FieldsAndTheirValues) {
     const char* dictionary = "<< /Type /Sig /ByteRange [0 5 10 5] /Contents <00> >>";
     // A field names its dictionary through /V, wherever /V stands.

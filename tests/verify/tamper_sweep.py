@@ -5,12 +5,14 @@ For each input it finds, with asn1crypto, every SignedData it holds (an envelope
 token in a signer's attributes, a TSR, a TST, the token and the signed content of a TSD, the
 binary parts of an M7M message) and the byte ranges its signatures cover: the signed content,
 the signed attributes, the signature values, and the signer's certificate when the SignedData
-carries that one alone. It then
+carries that one alone. In a PDF the ranges are those each /ByteRange names, and in the
+hexadecimal text of each signature in /Contents the same parts as in an envelope. It then
 writes copies with one byte changed at a spread of offsets of each range, and a manifest line per
 copy: "copy<TAB>original<TAB>region<TAB>offset".
 
 Usage: tamper_sweep.py OUTDIR PER_REGION FILE..."""
 import os
+import re
 import sys
 
 from asn1crypto import cms, tsp
@@ -63,6 +65,50 @@ def regions_of_content_info(data, info, label, out):
 
 
 SIGNED_DATA_OID = bytes.fromhex("06092a864886f70d010702")
+BYTE_RANGE = re.compile(rb"/ByteRange\s*\[\s*(\d+)\s+(\d+)\s+(\d+)\s+(\d+)\s*\]")
+
+
+def der_length(data):
+    """The length of the DER value at the start of data, header included."""
+    if len(data) < 2:
+        return len(data)
+    first = data[1]
+    if first < 0x80:
+        return 2 + first
+    n = first & 0x7F
+    return 2 + n + int.from_bytes(data[2:2 + n], "big")
+
+
+def regions_of_pdf(data):
+    """The two signed ranges of each signature dictionary, and the hexadecimal text of its
+    signature (up to the end of its DER, not the zero padding after it)."""
+    out = []
+    for i, m in enumerate(BYTE_RANGE.finditer(data)):
+        a, b, c, d = (int(x) for x in m.groups())
+        if b == 0 or d == 0 or c + d > len(data):
+            continue
+        out.append(("pdf signature %d range 1" % i, a, b))
+        out.append(("pdf signature %d range 2" % i, c, d))
+        if data[a + b:a + b + 1] != b"<":
+            continue
+        start = a + b + 1
+        text = data[start:c - 1]
+        der = bytes.fromhex(text.decode()[:len(text) // 2 * 2])
+        der = der[:der_length(der)]
+        label = "pdf signature %d hex" % i
+        # In a SignedData, the parts its signatures cover; the content of adbe.pkcs7.sha1 is
+        # the digest of the ranges, which the verifier computes itself and does not read.
+        inner = [r for r in regions_of(der) if r[0] != "signed data at 0 content"]
+        for region, at, length in inner:
+            out.append((label + " " + region, start + 2 * at, 2 * length))
+        if not inner:
+            # A bare PKCS#1 signature, and the certificate of /Cert that goes with it.
+            out.append((label + " signature value", start, 2 * len(der)))
+            cert = data.rfind(b"/Cert <", 0, a + b)
+            if cert > data.rfind(b"obj", 0, a + b):
+                begin = cert + len(b"/Cert <")
+                out.append((label + " certificate", begin, data.index(b">", begin) - begin))
+    return out
 
 
 def regions_of(data):
@@ -98,7 +144,8 @@ def main():
     manifest = []
     for path in files:
         data = open(path, "rb").read()
-        regions = regions_of(data)
+        pdf = data.startswith(b"%PDF-")
+        regions = regions_of_pdf(data) if pdf else regions_of(data)
         if not regions:
             sys.exit("no signed region found in " + path)
         stem = os.path.basename(path)
@@ -107,7 +154,11 @@ def main():
             for k in range(count):
                 offset = start + (length - 1) * k // max(count - 1, 1)
                 copy = bytearray(data)
-                copy[offset] ^= 0x01 if k % 2 == 0 else 0x80
+                if pdf and " hex " in region:
+                    # Another hexadecimal digit, so that the text still decodes.
+                    copy[offset] = ord("1") if copy[offset] == ord("0") else ord("0")
+                else:
+                    copy[offset] ^= 0x01 if k % 2 == 0 else 0x80
                 name = os.path.join(outdir, "%s.r%d.%d%s" % (stem, r, k, os.path.splitext(stem)[1]))
                 open(name, "wb").write(copy)
                 manifest.append("%s\t%s\t%s\t%d" % (name, path, region, offset))

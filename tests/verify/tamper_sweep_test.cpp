@@ -1,6 +1,6 @@
 // The tamper sweep: signed files of every kind the engine verifies (CAdES and CMS envelopes, two
-// signers, CAdES-T, TSR, TST, TSD, M7M), each good as it stands, are copied with one byte
-// changed at a spread of offsets over what their signatures cover (tamper_sweep.py finds those
+// signers, CAdES-T, TSR, TST, TSD, M7M, signed PDFs), each good as it stands, are copied with one
+// byte changed at a spread of offsets over what their signatures cover (tamper_sweep.py finds those
 // ranges with asn1crypto), and all the copies of a kind are verified by the sigilo tool in one
 // run. No copy may come out "OK".
 #include <gtest/gtest.h>
@@ -87,7 +87,8 @@ protected:
         return fileBytes(dir + "/report.xml");
     }
 
-    void sweep(const std::string& options, const std::vector<std::string>& originals) {
+    void sweep(const std::string& options, const std::vector<std::string>& originals,
+               int perRegion = 3) {
         // Each original is good as it stands, or the sweep would prove nothing.
         std::string report = verify(options, originals);
         auto before = statusesByFile(report, originals);
@@ -95,7 +96,8 @@ protected:
             ASSERT_TRUE(allOK(before[f])) << f << "\n" << report;
         }
         std::string command = std::string(SIGILO_PYTHON3) + " '" + SIGILO_SOURCE_DIR +
-                              "/tests/verify/tamper_sweep.py' '" + dir + "/copies' 3";
+                              "/tests/verify/tamper_sweep.py' '" + dir + "/copies' " +
+                              std::to_string(perRegion);
         for (const std::string& f : originals) command += " '" + f + "'";
         ASSERT_EQ(run(command), 0);
         std::vector<Copy> copies;
@@ -133,6 +135,18 @@ TEST_F(TamperSweep, NoEnvelopeTokenOrMessageWithAChangedSignedByteIsOK) {
 TEST_F(TamperSweep, NoTimeStampResponseWithAChangedSignedByteIsOK) {
     sweep("-d 4 --no-crl --no-ts-crl --no-ca-crl -D '" + data("tsengine/document.txt") + "'",
           {data("tsengine/openssl.tsr")});
+}
+
+// PDF signatures of every route: a change anywhere in the signed ranges or in the signature
+// itself must leave no signer of the file "OK".
+TEST_F(TamperSweep, NoPDFWithAChangedSignedByteIsOK) {
+    sweep("-d 4 --no-crl --no-ts-crl --no-ca-crl --july2011 0",
+          {data("pdf/verify/cades.pdf"), data("pdf/verify/cades-cms.pdf"),
+           data("pdf/verify/cades-timestamp.pdf"), data("pdf/verify/pkcs7-sha1.pdf"),
+           data("pdf/verify/rsa-sha1.pdf"), data("pdf/verify/rsa-sha1-bare.pdf"),
+           data("pdf/verify/signpdf.pdf"), data("pdf/verify/signpdf-twice.pdf"),
+           data("pdf/verify/cades-twice.pdf")},
+          25);
 }
 
 }  // namespace
