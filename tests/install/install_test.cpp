@@ -85,13 +85,15 @@ TEST_F(Install, TheInstalledFilesAreWhereOutsideProgramsLookForThem) {
     for (const char* file :
          {"/include/sigilo/Sigilo.h", "/lib/libsigilo.so", "/lib/libsigilo.so.0", "/bin/sigilo",
           "/lib/pkgconfig/sigilo.pc", "/lib/cmake/Sigilo/SigiloConfig.cmake",
-          "/lib/cmake/Sigilo/SigiloTargets.cmake", "/share/man/man1/sigilo.1"}) {
+          "/lib/cmake/Sigilo/SigiloTargets.cmake", "/share/man/man1/sigilo.1", "/bin/sigilo-server",
+          "/share/man/man1/sigilo-server.1"}) {
         EXPECT_EQ(run("test -e '" + prefix + file + "'"), 0) << file;
     }
     // The library carries its SONAME, and the installed tool finds the installed library.
     EXPECT_EQ(
         run("readelf -d '" + prefix + "/lib/libsigilo.so' | grep -q 'SONAME.*libsigilo.so.0'"), 0);
     EXPECT_EQ(run("'" + prefix + "/bin/sigilo' --version >/dev/null"), 0);
+    EXPECT_EQ(run("'" + prefix + "/bin/sigilo-server' --version >/dev/null"), 0);
     EXPECT_EQ(fileBytes(prefix + "/share/man/man1/sigilo.1").rfind(".TH SIGILO 1", 0), 0u);
 }
 
@@ -99,8 +101,7 @@ TEST_F(Install, AProgramBuiltWithPkgConfigVerifiesADemoDocument) {
     std::string pc = "PKG_CONFIG_PATH='" + prefix + "/lib/pkgconfig' pkg-config";
     ASSERT_EQ(run(pc + " --cflags --libs sigilo >'" + dir + "/flags.txt'"), 0);
     std::string flags = fileBytes(dir + "/flags.txt");
-    EXPECT_NE(flags.find("/prefix/lib/pkgconfig/../../include"), std::string::npos)
-        << flags;
+    EXPECT_NE(flags.find("/prefix/lib/pkgconfig/../../include"), std::string::npos) << flags;
     EXPECT_NE(flags.find("-lsigilo"), std::string::npos) << flags;
     ASSERT_EQ(
         run("c++ -std=c++17 -o '" + dir + "/outside' '" + dir + "/main.cpp' $(" + pc +
