@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <mutex>
 #include <vector>
 
 #include "asn1/Buffer.h"
@@ -51,12 +52,20 @@ void copyText(char* to, const char* from, size_t size) {
     to[size - 1] = 0;
 }
 
+// Objects on several threads (the workers of a server) register and release descriptors in
+// the shared table at once; and a descriptor closed on one thread may at once be reused on
+// another, so its place is released before it is closed.
+std::mutex tableMutex;
+std::once_flag lockMade;
+
 }  // namespace
 
 Transport::Transport() : so(-1), ls(-1), timeout(kDefaultTimeout), reuse(255), peer() {
-    // The first object makes the lock of name resolution; objects are made on the caller's
-    // thread before any resolution runs.
-    if (linuxMutex == nullptr) linuxMutex = new Mutex();
+    // The first object makes the lock of name resolution, once even when the first objects
+    // are made on several threads together.
+    std::call_once(lockMade, [] {
+        if (linuxMutex == nullptr) linuxMutex = new Mutex();
+    });
 }
 
 Transport::~Transport() {
@@ -138,7 +147,10 @@ int Transport::adopt(int s, int flags) {
     }
     if (flags >= 0) fcntl(s, F_SETFL, flags);
     so = s;
-    so_table[s] = this;
+    {
+        std::lock_guard<std::mutex> hold(tableMutex);
+        so_table[s] = this;
+    }
     struct sockaddr_in address;
     socklen_t length = sizeof address;
     if (getpeername(s, reinterpret_cast<struct sockaddr*>(&address), &length) == 0 &&
@@ -314,8 +326,11 @@ int Transport::receiveInto(unsigned char* to, unsigned int n, unsigned int* got)
 void Transport::shutdownConnect() {
     if (so < 0) return;
     shutdown(so, SHUT_RDWR);
+    if (so < kMaxDescriptor) {
+        std::lock_guard<std::mutex> hold(tableMutex);
+        so_table[so] = nullptr;
+    }
     close(so);
-    if (so < kMaxDescriptor) so_table[so] = nullptr;
     so = -1;
 }
 

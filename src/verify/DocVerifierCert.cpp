@@ -57,8 +57,8 @@ unsigned char DocVerifier::checkCert(const infoEntry& info, unsigned char checkC
     // refusal) into the report itself.
     if (serverMode) {
         std::string certificate = base64Of(info.certificate);
-        unsigned char ok = askServer(certificate.c_str(), checkCRL,
-                                     extKeyUsageOid != nullptr ? 255 : 0);
+        unsigned char ok =
+            askServer(certificate.c_str(), checkCRL, extKeyUsageOid != nullptr ? 255 : 0);
         if (ok) errCode = serverInterface->getErrCode();
         return ok;
     }

@@ -86,13 +86,14 @@ TEST_F(Install, TheInstalledFilesAreWhereOutsideProgramsLookForThem) {
          {"/include/sigilo/Sigilo.h", "/lib/libsigilo.so", "/lib/libsigilo.so.0", "/bin/sigilo",
           "/bin/sigilo-server", "/lib/pkgconfig/sigilo.pc", "/lib/cmake/Sigilo/SigiloConfig.cmake",
           "/lib/cmake/Sigilo/SigiloTargets.cmake", "/share/man/man1/sigilo.1",
-          "/share/sigilo/report.xsl"}) {
+          "/share/sigilo/report.xsl", "/share/man/man1/sigilo-server.1"}) {
         EXPECT_EQ(run("test -e '" + prefix + file + "'"), 0) << file;
     }
     // The library carries its SONAME, and the installed tool finds the installed library.
     EXPECT_EQ(
         run("readelf -d '" + prefix + "/lib/libsigilo.so' | grep -q 'SONAME.*libsigilo.so.0'"), 0);
     EXPECT_EQ(run("'" + prefix + "/bin/sigilo' --version >/dev/null"), 0);
+    EXPECT_EQ(run("'" + prefix + "/bin/sigilo-server' --version >/dev/null"), 0);
     EXPECT_EQ(fileBytes(prefix + "/share/man/man1/sigilo.1").rfind(".TH SIGILO 1", 0), 0u);
     // The newcomer's page: the installed tool writes the demo's report as HTML, stylesheet
     // built in, with the demo CA's good CAdES envelope shown OK.

@@ -13,6 +13,7 @@
 #include "asn1/X500Time.h"
 #include "frontend/Messages.h"
 #include "net/SystemClock.h"
+#include "support/ServerProcess.h"
 #include "support/VecFile.h"
 #include "verify/DocVerifier.h"
 #include "verify/TrustStore.h"
@@ -241,10 +242,14 @@ TEST_F(Verifier, SwitchDefaults) {
     EXPECT_EQ(verifier.getCheckJuly2011Constraint(), 2);
     EXPECT_EQ(verifier.getCheckEncapSigs(), 1);
     EXPECT_EQ(verifier.getErrCode(), NoError);
-    verifier.setServerName("verifiche.example");
+    verifier.setServerName("127.0.0.1");
     verifier.setServerPort(0);
     EXPECT_TRUE(verifier.isServerMode());
     EXPECT_EQ(verifier.getServerPort(), 0);
+    // Nothing listens there: the server does not answer.
+    unsigned short port = ServerProcess::freePort();
+    verifier.setServerPort(port);
+    EXPECT_EQ(verifier.getServerPort(), port);
     EXPECT_FALSE(verifier.checkServerStatus());
     verifier.setServerName(nullptr);
     EXPECT_FALSE(verifier.isServerMode());

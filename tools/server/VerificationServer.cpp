@@ -179,7 +179,8 @@ void VerificationServer::worker(int index) {
         transport.setTimeout(config.timeout);
         RequestHandler::Outcome outcome;
         std::string peer = "?";
-        if (transport.attach(fd) == 0) {
+        int attached = transport.attach(fd);
+        if (attached == 0) {
             peer = transport.getPeer();
             outcome = handler.serve(&transport);
         } else {
@@ -190,9 +191,10 @@ void VerificationServer::worker(int index) {
             std::lock_guard<std::mutex> lock(slotMutex);
             slots[static_cast<size_t>(index)].fd = -1;
         }
+        // A descriptor the transport refused as too high it has closed itself.
         if (transport.isConnected()) {
             transport.shutdownConnect();
-        } else {
+        } else if (attached != Transport::kBadDescriptor) {
             close(fd);
         }
         logLine(peer.c_str(), outcome.opCode, outcome.code, nowMillis() - start,
