@@ -11,9 +11,12 @@
 # from before July 2011 to prove its date), the TSR and TST tokens verified against their
 # authority (OK), the TSD and the M7M with their token OK and their plain envelope KO for the
 # same reason (their tokens are of today), the M7M split and its two parts extracted, and the
-# report of a file that cannot be read. The engines that judge PDF and XML signatures are not in
-# this build yet, so those documents end with "Firma non verificata" and "KO", never with a
-# verdict that was not reached.
+# report of a file that cannot be read. The XML document, signed by xmlsec1 as a plain XML
+# signature, gets its signer described and the verdict "KO" with "Busta crittografica non
+# conforme alla normativa vigente": without XAdES properties and a reference over KeyInfo it is
+# not conformant, and it has no time stamp from before July 2011. The engine that judges PDF
+# signatures is not in this build yet, so that document ends with "Firma non verificata" and
+# "KO", never with a verdict that was not reached.
 set -uo pipefail
 build=${1:-build}
 root=$(cd "$(dirname "$0")/.." && pwd)
