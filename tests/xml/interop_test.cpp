@@ -4,6 +4,7 @@
 // octets the transform chain gives must be exactly those xmlsec1 digested (its
 // --store-references output, kept beside each file), and a changed copy must fail.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <string>
 
@@ -120,6 +121,26 @@ TEST_F(Interop, AFileBesideTheDocumentIsDigestedAsItIs) {
     away.replace(at, 17, "URI=\"../interop/esterno.txt\"");
     EXPECT_FALSE(verify(away, &code));
     EXPECT_EQ(code, XMLReferences::kErrUnhandledURI);
+}
+
+// The published Italian trust lists, signed by their operator and accepted by xmlsec1: both of
+// their references (the whole list under the enveloped transform and exclusive canonical form,
+// and the XAdES signed properties) match. Skipped when the shared data is not beside the tree.
+TEST_F(Interop, ThePublishedItalianListsReferencesMatch) {
+    const std::string shared = std::string(SIGILO_SOURCE_DIR) + "/../shared/data/tsl/";
+    struct stat st;
+    if (stat(shared.c_str(), &st) != 0) GTEST_SKIP() << "no " << shared;
+    for (const char* name : {"IT-TSL-seq141-2019-09-04.xml", "IT-TSL-seq194-2023-09-26.xml"}) {
+        std::string text = load(shared + name);
+        ASSERT_FALSE(text.empty()) << name;
+        unsigned long code = 0;
+        EXPECT_TRUE(verify(text, &code)) << name << " " << code;
+        // The first service's certificate, one character changed.
+        size_t at = text.find("<X509Certificate>MII");
+        ASSERT_NE(at, std::string::npos) << name;
+        text[at + 20] = text[at + 20] == 'A' ? 'B' : 'A';
+        EXPECT_FALSE(verify(text, &code)) << name;
+    }
 }
 
 }  // namespace
