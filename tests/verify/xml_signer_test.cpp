@@ -218,4 +218,19 @@ TEST_F(XMLSigner, AnEmptyTrustListTrustsNoXMLSigner) {
     EXPECT_NE(report.find("Certificato di CA non trovato"), std::string::npos) << report;
 }
 
+// A XAdES document signed again in a CAdES envelope: the envelope's signer and the XML signer
+// are both in the envelope's element. An unsigned XML document in an envelope is content only.
+TEST_F(XMLSigner, AnXMLSignatureInsideAnEnvelopeHasItsOwnSigner) {
+    std::string report = verify({"bes.xml.p7m", "document.xml.p7m", "tampered_value.xml"});
+    std::string both = elementOf(report, "bes.xml.p7m");
+    EXPECT_NE(both.find("filetype=\"PKCS7 file\""), std::string::npos) << both;
+    EXPECT_EQ(count(both, "<signer cadesCompliant=\"true\"><serial>10</serial>"), 2) << both;
+    EXPECT_EQ(count(both, "<status>OK</status></signer>"), 2) << both;
+    EXPECT_NE(both.find("<signingTime>2024-03-01T10:00:00.000Z</signingTime>"), std::string::npos)
+        << both;
+    std::string plain = elementOf(report, "document.xml.p7m");
+    EXPECT_EQ(count(plain, "<signer"), 1) << plain;
+    EXPECT_EQ(plain.find("XML Signature"), std::string::npos) << plain;
+}
+
 }  // namespace

@@ -8,7 +8,8 @@ signer on purpose):
 - openssl ts with the test TSA for the signature time stamp of XAdES-T, over the canonical
   SignatureValue computed by lxml;
 - xmlsec1 for plain XML DSig with the certificate in KeyInfo;
-- copies changed by one edit each (content, signed properties, signature value).
+- copies changed by one edit each (content, signed properties, signature value);
+- CAdES envelopes made by openssl cms around the XAdES document and around the unsigned one.
 
 Every good file is checked by `xmlsec1 --verify` against the test root. Run from this folder:
     NODE_PATH=/path/to/node_modules /usr/bin/python3 gen_xades.py
@@ -186,6 +187,10 @@ def main():
               "controfirma-1")
     xmlsec_ok("two_signers.xml", "--id-attr:Id", DS + ":Signature", "--id-attr:Id", "titolo",
               "--node-id", "firma-2")
+
+    for inner in ("bes.xml", "document.xml"):
+        run("openssl", "cms", "-sign", "-binary", "-nodetach", "-cades", "-in", inner, "-signer",
+            pki("good.pem"), "-inkey", pki("good.key"), "-outform", "DER", "-out", inner + ".p7m")
 
     edit("bes.xml", "tampered_content.xml", b"il bilancio", b"il bilancia")
     edit("bes.xml", "tampered_properties.xml", b"2024-03-01T10:00:00.000Z",
