@@ -6,10 +6,9 @@
 // It keeps the last result code in errCode (NoError when the last thing judged was clean), and
 // owns its buffers, its logger and its times. The report tree is the caller's.
 //
-// The drivers of the envelope types whose engines are still to come (PDF and XML signatures)
-// already write their report element for the file, and then record that the verification could
-// not be done: errorMessage and status "KO", and a log line saying why. None of them claims
-// success.
+// The driver of PDF signatures, whose engine is still to come, already writes its report element
+// for the file, and then records that the verification could not be done: errorMessage and
+// status "KO", and a log line saying why. It never claims success.
 #ifndef SIGILO_VERIFY_DOCVERIFIER_H
 #define SIGILO_VERIFY_DOCVERIFIER_H
 
