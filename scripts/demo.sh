@@ -13,9 +13,11 @@
 # same reason (their tokens are of today), the M7M split and its two parts extracted, and the
 # report of a file that cannot be read. The signed PDF (documento_firmato.pdf, made by
 # examples/make_pdf_example.sh under its own demo CA, demo_pdf_ca.pem, imported with the other)
-# is verified OK; the unsigned one (documento.pdf) is KO, as it holds no signature. The engine
-# that judges XML signatures is not in this build yet, so that document ends with "Firma non
-# verificata" and "KO", never with a verdict that was not reached.
+# is verified OK; the unsigned one (documento.pdf) is KO, as it holds no signature. The XML
+# document, signed by xmlsec1 as a plain XML signature, gets its signer described and the verdict
+# "KO" with "Busta crittografica non conforme alla normativa vigente": without XAdES properties
+# and a reference over KeyInfo it is not conformant, and it has no time stamp from before July
+# 2011.
 set -uo pipefail
 build=${1:-build}
 root=$(cd "$(dirname "$0")/.." && pwd)

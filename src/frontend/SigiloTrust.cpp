@@ -5,6 +5,7 @@
 #include "frontend/Messages.h"
 #include "frontend/Report.h"
 #include "frontend/Sigilo.h"
+#include "frontend/TrustListCheck.h"
 #include "net/Logger.h"
 #include "verify/DocVerifier.h"
 #include "verify/TrustStore.h"
@@ -81,10 +82,16 @@ unsigned char importCACertsListTSL(const char* tslFile, const char* signerCert) 
     unsigned char handled = verifyDocuments(tslFile, nullptr, false);
     // The result code tells of the last signer only; the report tells of every one.
     bool allGood = out != nullptr && Report::allVerdictsOK(out);
+    // The list must be signed by the certificate named, not merely by one that chains to a CA
+    // already trusted; and what the import reads must be what that signature covers.
+    bool bySigner = out != nullptr && trustlist::signedBy(out, signerCert);
     deleteResults();
     out = callersReport;
     docVerifier->setXMLOutput(out);
-    if (!isXML || !handled || !allGood || getErrorCode() != NoError) return refuse();
+    if (!isXML || !handled || !allGood || !bySigner || getErrorCode() != NoError ||
+        !trustlist::providersOutsideSignatures(tslFile)) {
+        return refuse();
+    }
 
     cache->clean();
     loadedCACertList = cache->initCACertListTSL(tslFile);

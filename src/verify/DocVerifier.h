@@ -5,11 +5,6 @@
 // globals only state the switches in the report root, the copies here are what the checks read.
 // It keeps the last result code in errCode (NoError when the last thing judged was clean), and
 // owns its buffers, its logger and its times. The report tree is the caller's.
-//
-// The driver of the envelope type whose engine is still to come (XML signatures) already
-// writes their report element for the file, and then record that the verification could
-// not be done: errorMessage and status "KO", and a log line saying why. None of them claims
-// success.
 #ifndef SIGILO_VERIFY_DOCVERIFIER_H
 #define SIGILO_VERIFY_DOCVERIFIER_H
 

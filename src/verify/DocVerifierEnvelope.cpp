@@ -3,6 +3,7 @@
 // checked. When the content of a layer is itself a signed envelope (DER or base64), the walk
 // goes down into it, reporting its signers beside the outer ones (flattened), in a nested
 // element (nested), or not at all (off: the inner envelope is the content).
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -116,6 +117,32 @@ unsigned char DocVerifier::verifyCMSFileOrPKCS7(const char* content, bool cms) {
     return walkEnvelopes(outer.get(), content, cms);
 }
 
+// An XML document (it declares itself so in its first bytes) that names the namespace of XML
+// signatures. A plain XML document, an invoice say, is content and nothing more.
+static bool holdsXMLSignature(const unsigned char* data, unsigned int length) {
+    static const char kDeclaration[] = "<?xml";
+    static const char kNamespace[] = "http://www.w3.org/2000/09/xmldsig#";
+    unsigned int start = 0;
+    // A byte-order mark or blanks may come before the declaration.
+    if (length >= 3 && data[0] == 0xEF && data[1] == 0xBB && data[2] == 0xBF) start = 3;
+    while (start < length && (data[start] == ' ' || data[start] == '\n' || data[start] == '\r' ||
+                              data[start] == '\t')) {
+        ++start;
+    }
+    if (length - start < sizeof(kDeclaration) - 1 ||
+        memcmp(data + start, kDeclaration, sizeof(kDeclaration) - 1) != 0) {
+        return false;
+    }
+    const unsigned char* end = data + length;
+    const size_t n = sizeof(kNamespace) - 1;
+    for (const unsigned char* p = data + start; static_cast<size_t>(end - p) >= n; ++p) {
+        p = static_cast<const unsigned char*>(memchr(p, 'h', static_cast<size_t>(end - p) - n + 1));
+        if (p == nullptr) return false;
+        if (memcmp(p, kNamespace, n) == 0) return true;
+    }
+    return false;
+}
+
 unsigned char DocVerifier::walkEnvelopes(ContentInfo* outer, const char* content, bool cms) {
     allSignaturesOk = 255;
     errCode = NoError;
@@ -204,6 +231,15 @@ unsigned char DocVerifier::walkEnvelopes(ContentInfo* outer, const char* content
         // The next layer's content is read from its own parse, not from these bytes.
         data = nullptr;
         length = 0;
+    }
+    // A signed XML document as the innermost content has signatures of its own: its signers
+    // join the envelope's, in the element of the innermost layer.
+    if (data != nullptr && holdsXMLSignature(data, length)) {
+        unsigned char envelopeOk = allSignaturesOk;
+        Buffer document;
+        document.fromByteArray(data, length);
+        verifyXMLFile(&document);
+        allSignaturesOk = allSignaturesOk && envelopeOk ? 255 : 0;
     }
     for (int i = 0; i < opened; ++i) xmlOut->closeTag();
     if (log) {

@@ -21,8 +21,6 @@
 #include "pkix/CertificateInfo.h"
 #include "pkix/ContentInfo.h"
 #include "pkix/KeyInfo.h"
-#include "pkix/Name.h"
-#include "pkix/NameLabels.h"
 #include "pkix/PKIStatusInfo.h"
 #include "pkix/SignedData.h"
 #include "pkix/TimeStampResp.h"
@@ -38,7 +36,6 @@ using namespace xmlnodes;
 constexpr unsigned long kErrTokenInvalid = 5167;
 constexpr unsigned long kErrSignature = 5200;
 constexpr unsigned long kErrNoSignature = 5205;
-constexpr unsigned char kUTF8StringType = 12;
 // Properties repeated more often than this are not honest.
 constexpr int kMaxProperties = 64;
 
@@ -62,19 +59,6 @@ bool sameSerial(const std::string& written, const char* serial) {
     return decimal.fromString(written.c_str(), 10) && BigInteger::cmp(decimal, expected) == 0;
 }
 
-// An issuer name written as text, most significant part last, against the certificate's.
-// Some signing tools write the parts in the certificate's own order instead; that reading is
-// taken too, since the digest of the certificate, not its name, is what binds the signer.
-bool sameIssuer(const std::string& written, const Name* issuer) {
-    if (issuer == nullptr || written.empty()) return false;
-    Name parsed(written.c_str(), kUTF8StringType, kNameLabelOIDs, kNameShortLabels,
-                kNameLabelCount);
-    parsed.toUTF8();
-    std::unique_ptr<Name> reversed(parsed.reverse());
-    if (reversed && reversed->isEqual(issuer)) return true;
-    return parsed.isEqual(issuer) != 0;
-}
-
 bool isTokenVersion(const Content* content) {
     auto* signedData = dynamic_cast<const CMSSignedData*>(content);
     return signedData != nullptr &&
@@ -83,39 +67,40 @@ bool isTokenVersion(const Content* content) {
 
 }  // namespace
 
-unsigned char DocVerifier::checkXMLSigningCertificate(const Name* issuer, const char* serial,
+// The Cert that names the signer is the one whose serial is the signer's and whose digest is
+// that of the signer's certificate. The issuer name is not compared as text: signing tools
+// write it in either order and with attributes in hexadecimal, and a matching digest of the
+// whole certificate already says which issuer it has.
+unsigned char DocVerifier::checkXMLSigningCertificate(const Name* /*issuer*/, const char* serial,
                                                       const Certificate* signer,
                                                       unsigned char* compliant) {
     XMLFile* xml = xmlDocument.get();
     if (xml == nullptr || signer == nullptr || cryptoDevice == nullptr) return 0;
+    Buffer der;
+    Certificate* c = const_cast<Certificate*>(signer);
+    der.enlarge(c->getWrapLength(&der));
+    c->wrapASN1(&der);
     int count = 0;
     for (xmlNodePtr cert = childNamed(xml->_getCurrentNode(), "Cert");
          cert != nullptr && count < kMaxProperties; cert = nextNamed(cert, "Cert"), ++count) {
         xmlNodePtr issuerSerial = childNamed(cert, "IssuerSerial");
         if (!sameSerial(textOf(childNamed(issuerSerial, "X509SerialNumber")), serial)) continue;
-        if (!sameIssuer(textOf(childNamed(issuerSerial, "X509IssuerName")), issuer)) continue;
-
-        // The first Cert that names the signer decides.
         xmlNodePtr certDigest = childNamed(cert, "CertDigest");
         const char* algorithm =
             digestOfMethod(attributeOf(childNamed(certDigest, "DigestMethod"), "Algorithm"));
+        if (algorithm == nullptr || !cryptoDevice->setDigestAlgorithm(algorithm)) continue;
         std::string value = textOf(childNamed(certDigest, "DigestValue"));
-        if (algorithm == nullptr) return 0;
-        if (xmlOut != nullptr) xmlOut->insertTag("signingCertificateV2", algorithm);
-        if (strcmp(algorithm, "1.3.14.3.2.26") == 0 && compliant != nullptr) *compliant = 0;
         unsigned int expectedLength = 0;
         std::unique_ptr<unsigned char[]> expected(Base64::decode(
             value.c_str(), static_cast<unsigned int>(value.size()), &expectedLength));
-        Buffer der;
-        Certificate* c = const_cast<Certificate*>(signer);
-        der.enlarge(c->getWrapLength(&der));
-        c->wrapASN1(&der);
-        if (!cryptoDevice->setDigestAlgorithm(algorithm)) return 0;
         std::unique_ptr<DigestInfo> digest(cryptoDevice->digest(der._getData(), der.getWritePos()));
-        return digest && expected && digest->getLength() == expectedLength &&
-                       memcmp(digest->_getDigest(), expected.get(), expectedLength) == 0
-                   ? 255
-                   : 0;
+        if (!digest || !expected || digest->getLength() != expectedLength ||
+            memcmp(digest->_getDigest(), expected.get(), expectedLength) != 0) {
+            continue;
+        }
+        if (xmlOut != nullptr) xmlOut->insertTag("signingCertificateV2", algorithm);
+        if (strcmp(algorithm, "1.3.14.3.2.26") == 0 && compliant != nullptr) *compliant = 0;
+        return 255;
     }
     return 0;
 }

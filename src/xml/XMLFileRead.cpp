@@ -3,6 +3,8 @@
 #include <libxml/xpathInternals.h>
 
 #include <cstring>
+#include <set>
+#include <string>
 
 #include "asn1/Buffer.h"
 #include "xml/SafeParse.h"
@@ -39,6 +41,37 @@ xmlNodePtr walk(xmlNodePtr start, const char* name) {
     return nullptr;
 }
 
+// The prefixes that XPath expressions of the transforms may use, each bound as it is first
+// declared in document order: that is the binding the first namespace node with the prefix in
+// "(//namespace::*)" carries, and the first binding of a prefix is the one the transforms
+// register. Built by a walk over the declarations, since that node set holds one copied node
+// for every namespace in scope at every element, which in a large document is millions of
+// allocations for a handful of prefixes.
+xmlXPathObjectPtr firstDeclarations(xmlNodePtr root) {
+    xmlXPathObjectPtr out = xmlXPathNewNodeSet(nullptr);
+    if (out == nullptr || out->nodesetval == nullptr) return out;
+    std::set<std::string> seen;
+    xmlNodePtr node = root;
+    while (node != nullptr) {
+        if (node->type == XML_ELEMENT_NODE) {
+            for (xmlNsPtr ns = node->nsDef; ns != nullptr; ns = ns->next) {
+                if (ns->prefix == nullptr || ns->href == nullptr) continue;
+                if (seen.insert(reinterpret_cast<const char*>(ns->prefix)).second) {
+                    xmlXPathNodeSetAddNs(out->nodesetval, node, ns);
+                }
+            }
+            if (node->children != nullptr) {
+                node = node->children;
+                continue;
+            }
+        }
+        while (node != nullptr && node != root && node->next == nullptr) node = node->parent;
+        if (node == nullptr || node == root) break;
+        node = node->next;
+    }
+    return out;
+}
+
 }  // namespace
 
 void XMLFile::dropNamespaces() {
@@ -67,12 +100,7 @@ unsigned char XMLFile::adopt(xmlDocPtr parsed) {
     document = parsed;
     bookmarks.clear();
     current = xmlDocGetRootElement(document);
-    xmlXPathContextPtr context = xmlXPathNewContext(document);
-    if (context != nullptr) {
-        namespaces =
-            xmlXPathEvalExpression(reinterpret_cast<const xmlChar*>("(//namespace::*)"), context);
-        xmlXPathFreeContext(context);
-    }
+    namespaces = firstDeclarations(current);
     return current != nullptr ? 255 : 0;
 }
 

@@ -31,11 +31,8 @@ int hexValue(char c) {
 
 bool contains(const unsigned char* p, unsigned int n, const char* needle) {
     size_t k = strlen(needle);
-    if (n < k) return false;
-    for (unsigned int i = 0; i + k <= n; ++i) {
-        if (memcmp(p + i, needle, k) == 0) return true;
-    }
-    return false;
+    if (p == nullptr || n < k) return false;
+    return memmem(p, n, needle, k) != nullptr;
 }
 
 // Reads a regular file, never following a link.

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Makes tampered copies of signed files for the tamper sweep.
 
-For each input it finds, with asn1crypto, every SignedData it holds (an envelope, a time-stamp
+For each envelope it finds, with asn1crypto, every SignedData it holds (an envelope, a time-stamp
 token in a signer's attributes, a TSR, a TST, the token and the signed content of a TSD, the
 binary parts of an M7M message) and the byte ranges its signatures cover: the signed content,
 the signed attributes, the signature values, and the signer's certificate when the SignedData
@@ -9,6 +9,11 @@ carries that one alone. In a PDF the ranges are those each /ByteRange names, and
 hexadecimal text of each signature in /Contents the same parts as in an envelope. It then
 writes copies with one byte changed at a spread of offsets of each range, and a manifest line per
 copy: "copy<TAB>original<TAB>region<TAB>offset".
+
+For an XML file (".xml") the ranges are those of each XML signature in it: the document from its
+root element up to the first signature (what an enveloped reference covers), each SignedInfo and
+SignedProperties element, and the base64 characters of each SignatureValue and
+EncapsulatedTimeStamp.
 
 Usage: tamper_sweep.py OUTDIR PER_REGION FILE..."""
 import os
@@ -139,13 +144,57 @@ def regions_of(data):
     return unique
 
 
+def element_ranges(data, name):
+    """The byte ranges of every element of that local name, from its "<" to its end tag."""
+    out = []
+    for m in re.finditer(rb"<(\w+:)?" + name + rb"[\s>]", data):
+        end = data.find(b"</" + (m.group(1) or b"") + name + b">", m.start())
+        if end > 0:
+            out.append((m.start(), end + len(name) + 3 + len(m.group(1) or b"") - m.start()))
+    return out
+
+
+def text_ranges(data, name):
+    """The ranges of the base64 characters inside every element of that local name: a change to
+    a blank there is no change to the value."""
+    out = []
+    for start, length in element_ranges(data, name):
+        body = data.find(b">", start) + 1
+        end = data.rfind(b"<", start, start + length)
+        for m in re.finditer(rb"[A-Za-z0-9+/=]+", data[body:end]):
+            out.append((body + m.start(), m.end() - m.start()))
+    return out
+
+
+def xml_regions(data):
+    out = []
+    root = re.search(rb"<[A-Za-z]", data[data.find(b"?>") + 2 if data.startswith(b"<?") else 0:])
+    first = re.search(rb"<(\w+:)?Signature[\s>]", data)
+    if root is not None and first is not None:
+        start = root.start() + (data.find(b"?>") + 2 if data.startswith(b"<?") else 0)
+        if start < first.start():
+            out.append(("document", start, first.start() - start))
+    for name in (b"SignedInfo", b"SignedProperties"):
+        for i, (start, length) in enumerate(element_ranges(data, name)):
+            out.append(("%s %d" % (name.decode(), i), start, length))
+    for name in (b"SignatureValue", b"EncapsulatedTimeStamp"):
+        for i, (start, length) in enumerate(text_ranges(data, name)):
+            out.append(("%s %d" % (name.decode(), i), start, length))
+    return out
+
+
 def main():
     outdir, per_region, files = sys.argv[1], int(sys.argv[2]), sys.argv[3:]
     manifest = []
     for path in files:
         data = open(path, "rb").read()
         pdf = data.startswith(b"%PDF-")
-        regions = regions_of_pdf(data) if pdf else regions_of(data)
+        if pdf:
+            regions = regions_of_pdf(data)
+        elif path.endswith(".xml"):
+            regions = xml_regions(data)
+        else:
+            regions = regions_of(data)
         if not regions:
             sys.exit("no signed region found in " + path)
         stem = os.path.basename(path)

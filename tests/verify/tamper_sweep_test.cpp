@@ -1,5 +1,5 @@
 // The tamper sweep: signed files of every kind the engine verifies (CAdES and CMS envelopes, two
-// signers, CAdES-T, TSR, TST, TSD, M7M, signed PDFs), each good as it stands, are copied with one
+// signers, CAdES-T, TSR, TST, TSD, M7M, signed PDFs, XML signatures), each good as it stands, are copied with one
 // byte changed at a spread of offsets over what their signatures cover (tamper_sweep.py finds those
 // ranges with asn1crypto), and all the copies of a kind are verified by the sigilo tool in one
 // run. No copy may come out "OK".

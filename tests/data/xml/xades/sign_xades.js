@@ -3,7 +3,7 @@
 //   options: hash ("SHA-256" or "SHA-1"), signingCert (PEM file named in SigningCertificate),
 //   keyInfoRef (true: a reference covers KeyInfo), counterOf (sign the SignatureValue of the
 //   first Signature of IN as a counter-signature and put it in its unsigned properties),
-//   enveloping (sign a reference to an Object holding IN's root instead of the whole document).
+//   uri (sign the element of that "#Id" instead of the whole document).
 const fs = require("fs");
 const xmldom = require("@xmldom/xmldom");
 const xpath = require("xpath");
@@ -38,6 +38,7 @@ async function main() {
   signedXml.XmlSignature.SignedInfo.CanonicalizationMethod.Algorithm =
     "http://www.w3.org/2001/10/xml-exc-c14n#";
   let references = [{ uri: "", hash, transforms: ["enveloped", "exc-c14n"] }];
+  if (options.uri) references = [{ uri: options.uri, hash, transforms: ["exc-c14n"] }];
   let target = doc;
   let parentValue = null;
   if (options.counterOf) {
@@ -45,6 +46,16 @@ async function main() {
     if (!parentValue.getAttribute("Id")) parentValue.setAttribute("Id", "valore-firma-1");
     references = [{ uri: "#" + parentValue.getAttribute("Id"), hash, transforms: ["exc-c14n"],
                     type: "http://uri.etsi.org/01903#CountersignedSignature" }];
+    // xadesjs does not resolve an Id inside another signature, so it digests a copy of the
+    // SignatureValue on its own; in exclusive canonical form the copy reads as the original.
+    // The copy declares the namespaces in force where the counter-signature will stand, so
+    // that its signed properties (in inclusive canonical form) digest as they will read there.
+    let copy = new xmldom.XMLSerializer().serializeToString(parentValue);
+    copy = copy.replace(/ xmlns(:ds)?="[^"]*"/g, "");
+    const defaultNs = doc.documentElement.getAttribute("xmlns");
+    copy = copy.replace("<ds:SignatureValue", '<ds:SignatureValue xmlns:ds="http://www.w3.org/2000/09/xmldsig#"' +
+      (defaultNs ? ' xmlns="' + defaultNs + '"' : ""));
+    target = xadesjs.Parse(copy);
   }
   if (options.keyInfoRef) {
     signedXml.XmlSignature.KeyInfo.Id = id + "-keyinfo";
