@@ -111,11 +111,10 @@ unsigned char DocVerifier::verifyPDFSigner(Certificate* certificate) {
         close();
         return 0;
     }
-    unsigned long certCode = certVerifier ? certVerifier->getErrCode() : NoError;
-    std::unique_ptr<X500Time> revocationDate(certVerifier ? certVerifier->getRevocationDate()
-                                                          : nullptr);
-    std::unique_ptr<X500Time> expiredCertsOnCRL(certVerifier ? certVerifier->getExpiredCertsOnCRL()
-                                                             : nullptr);
+    // From the local verifier or, in server mode, from the server's answer.
+    unsigned long certCode = getCertCode();
+    std::unique_ptr<X500Time> revocationDate(getCertRevocationDate());
+    std::unique_ptr<X500Time> expiredCertsOnCRL(getCertExpiredCertsOnCRL());
 
     // The signature value: one OCTET STRING at the start of /Contents, whose padding follows.
     std::unique_ptr<Signature> signature;

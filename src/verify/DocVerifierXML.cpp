@@ -318,19 +318,17 @@ unsigned char DocVerifier::verifyXMLSigner(unsigned char counter, const std::str
         }
     }
 
-    // The certificate now. In server mode it is still checked here, since this build has no
-    // client of the server.
+    // The certificate now (by the server, in server mode).
     if (!checkCert(info, checkCRLPKCS7, kSignerUsage, nullptr)) {
-        if (certVerifier) errCode = certVerifier->getErrCode();
+        errCode = getCertCode();
         if (errCode == NoError) errCode = 5126;
         if (xmlOut != nullptr) xmlOut->closeTag();
         return 0;
     }
-    unsigned long certCode = certVerifier ? certVerifier->getErrCode() : NoError;
-    std::unique_ptr<X500Time> revocationDate(certVerifier ? certVerifier->getRevocationDate()
-                                                          : nullptr);
-    std::unique_ptr<X500Time> expiredCertsOnCRL(certVerifier ? certVerifier->getExpiredCertsOnCRL()
-                                                             : nullptr);
+    // From the local verifier or, in server mode, from the server's answer.
+    unsigned long certCode = getCertCode();
+    std::unique_ptr<X500Time> revocationDate(getCertRevocationDate());
+    std::unique_ptr<X500Time> expiredCertsOnCRL(getCertExpiredCertsOnCRL());
 
     // The signature value.
     if (cryptoDevice != nullptr) cryptoDevice->setSignAlgorithm(method->sign);

@@ -192,6 +192,27 @@ TEST_F(ServerMode, TheVerdictsAreThoseOfStandAlone) {
     EXPECT_TRUE(has(log, "sigilo-server fermato")) << log;
 }
 
+TEST_F(ServerMode, PDFAndXMLSignersAreJudgedByTheServerAlike) {
+    startServer();
+    std::string list;
+    for (const char* name :
+         {"pdf/verify/cades.pdf", "pdf/verify/cades-revoked.pdf", "pdf/verify/rsa-sha1.pdf",
+          "pdf/verify/rsa-sha1-revoked.pdf", "pdf/verify/cades-stranger.pdf", "xml/xades/bes.xml",
+          "xml/xades/revoked.xml", "xml/xades/expired.xml", "xml/xades/untrusted.xml"}) {
+        list += " '" + testData(name) + "'";
+    }
+    int alone = run(dir, "-c ca -d 4 --july2011 0" + list, "alone.xml");
+    int remote = run(dir, serverOption() + " --july2011 0" + list, "remote.xml");
+    EXPECT_EQ(alone, remote);
+    std::string remoteReport = readFile(dir + "/remote.xml");
+    EXPECT_EQ(comparable(readFile(dir + "/alone.xml")), comparable(remoteReport));
+    EXPECT_TRUE(has(remoteReport, "<status>OK</status>")) << remoteReport;
+    EXPECT_TRUE(has(remoteReport, "<status>KO</status>")) << remoteReport;
+    // Every signer's certificate went to the server.
+    server.stop();
+    EXPECT_GE(countLines(readFile(dir + "/server.log"), "opCode=101"), 9);
+}
+
 TEST_F(ServerMode, SwitchesTravelWithTheRequest) {
     startServer();
     std::string list = files({"revoked.p7m", "expired.p7m"});
