@@ -23,7 +23,6 @@
 #include "crypto/DigestInfo.h"
 #include "frontend/Messages.h"
 #include "net/Logger.h"
-#include "net/SystemClock.h"
 #include "pkix/Certificate.h"
 #include "pkix/CertificateInfo.h"
 #include "pkix/Name.h"
@@ -37,7 +36,6 @@
 
 namespace {
 
-using pkix::ownedText;
 using namespace xmlnodes;
 
 constexpr unsigned long kErrNotFound = 5125;
@@ -338,44 +336,8 @@ unsigned char DocVerifier::verifyXMLSigner(unsigned char counter, const std::str
         return 0;
     }
 
-    // The verdict against the reference time.
-    if (xmlOut != nullptr) {
-        errCode = certCode;
-        std::unique_ptr<X500Time> refTime;
-        if (lastTimeStampTime) {
-            refTime.reset(lastTimeStampTime->clone());
-        } else {
-            refTime.reset(verificationTime ? verificationTime->clone() : SystemClock::getUTCTime());
-            xmlOut->insertTag("verificationTime", ownedText(refTime->getValue()).c_str());
-        }
-        long expiredFrom = expiredCertsOnCRL ? expiredCertsOnCRL->getClockValue() : kCRLAmnestyDate;
-        if (notBefore != nullptr && *notBefore > *refTime) {
-            xmlOut->insertTag("errorMessage", "Certificato del Firmatario non ancora valido");
-            xmlOut->insertTag("status", "KO");
-        } else if (certCode == 5128 || certCode == 5161) {
-            // A revocation with no date is taken as before any time.
-            if (!revocationDate || *revocationDate < *refTime) {
-                xmlOut->insertTag("errorMessage", Messages::getText(certCode));
-                xmlOut->insertTag("status", "KO");
-            } else {
-                xmlOut->insertTag("status", "OK");
-            }
-        } else if (certCode == 5127) {
-            if (notAfter == nullptr || *notAfter < *refTime) {
-                xmlOut->insertTag("errorMessage", Messages::getText(certCode));
-                xmlOut->insertTag("status", "KO");
-            } else if (notAfter->getClockValue() < expiredFrom) {
-                xmlOut->insertTag("errorMessage",
-                                  "Stato del certificato alla data di firma non disponibile");
-                xmlOut->insertTag("status", "KO");
-            } else {
-                xmlOut->insertTag("certExpired", ownedText(notAfter->getValue()).c_str());
-                xmlOut->insertTag("status", "OK");
-            }
-        } else {
-            xmlOut->insertTag("status", "OK");
-        }
-    }
+    // The verdict against the reference time, as for every other signer.
+    signerVerdict(notBefore, notAfter, certCode, revocationDate.get(), expiredCertsOnCRL.get());
 
     // Counter-signatures, each over this signature's value.
     unsigned char result = 255;
