@@ -6,7 +6,8 @@
 #                 package under PREFIX (default /usr/local)
 #   make asan     the whole suite under AddressSanitizer + UndefinedBehaviorSanitizer (clang)
 #   make fuzz     each libFuzzer target for FUZZ_SECONDS seconds (built by make asan)
-#   make tsan     the trust-store tests (threads sharing one store) under ThreadSanitizer (clang)
+#   make tsan     the trust-store tests (threads sharing one store, and the tools they run) under
+#                 ThreadSanitizer (clang)
 #   make bench    the benchmarks, each next to the openssl command line (Release, build-bench/)
 
 BUILD       ?= build
@@ -53,7 +54,7 @@ fuzz: asan-build
 tsan: deps
 	@CC=clang CXX=clang++ cmake -S . -B $(TSAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DSIGILO_TSAN=ON \
 	  $(CMAKE_FLAGS) >/dev/null
-	@cmake --build $(TSAN_BUILD) -j $(JOBS) --target test_trust
+	@cmake --build $(TSAN_BUILD) -j $(JOBS) --target test_trust sigilo_tool sigilo-server
 	@TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 $(TSAN_BUILD)/tests/test_trust
 
 bench: deps
