@@ -5,10 +5,10 @@
 #include <unistd.h>
 
 Progress::Progress(size_t total, FILE* out)
-    : Progress(total, out, out != nullptr && isatty(fileno(out)) && total > kFewFiles) {}
-
-Progress::Progress(size_t total, FILE* out, bool shown)
-    : total(total), out(out), isShown(shown), start(std::chrono::steady_clock::now()) {}
+    : total(total),
+      out(out),
+      isShown(out != nullptr && isatty(fileno(out)) && total > kFewFiles),
+      start(std::chrono::steady_clock::now()) {}
 
 std::string Progress::line(size_t done, size_t total, long seconds) {
     char text[96];

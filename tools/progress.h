@@ -15,18 +15,15 @@ public:
     // Shown only when `out` is a terminal and the batch is more than a few files; otherwise
     // every call does nothing, so that a redirected standard error stays empty.
     Progress(size_t total, FILE* out);
-    // Shown (or not) as the caller decides, for tests.
-    Progress(size_t total, FILE* out, bool shown);
 
     void update(size_t done);
     // Leaves the last line standing, with its line feed.
     void finish();
 
-    bool shown() const { return isShown; }
+private:
     // The line for `done` files after `seconds`, without the carriage return.
     static std::string line(size_t done, size_t total, long seconds);
 
-private:
     size_t total;
     FILE* out;
     bool isShown;

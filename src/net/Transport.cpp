@@ -79,24 +79,37 @@ unsigned char Transport::isDotNotation(const char* host) {
 }
 
 in_addr_t Transport::resolve(const char* host) {
+    std::vector<in_addr_t> addresses = resolveAll(host);
+    return addresses.empty() ? INADDR_NONE : addresses[0];
+}
+
+std::vector<in_addr_t> Transport::resolveAll(const char* host) {
+    std::vector<in_addr_t> addresses;
     struct in_addr address;
-    if (host == nullptr) return INADDR_NONE;
-    if (inet_pton(AF_INET, host, &address) == 1) return address.s_addr;
+    if (host == nullptr) return addresses;
+    if (inet_pton(AF_INET, host, &address) == 1) {
+        addresses.push_back(address.s_addr);
+        return addresses;
+    }
+    // The resolver's answer lives in the scratch buffer; one lookup at a time.
     MutexLock hold(*linuxMutex);
     std::vector<char> scratch(kResolveScratch);
     struct hostent entry;
-    struct hostent* result = nullptr;
+    struct hostent* found = nullptr;
     int error = 0;
-    while (gethostbyname_r(host, &entry, scratch.data(), scratch.size(), &result, &error) ==
+    while (gethostbyname_r(host, &entry, scratch.data(), scratch.size(), &found, &error) ==
                ERANGE &&
            scratch.size() < kResolveScratchMax) {
         scratch.resize(scratch.size() * 2);
     }
-    if (result == nullptr || result->h_addrtype != AF_INET || result->h_addr_list[0] == nullptr) {
-        return INADDR_NONE;
+    for (int i = 0; found != nullptr && found->h_addrtype == AF_INET &&
+                    found->h_addr_list[i] != nullptr && i < 64;
+         ++i) {
+        in_addr_t one;
+        memcpy(&one, found->h_addr_list[i], sizeof one);
+        addresses.push_back(one);
     }
-    memcpy(&address, result->h_addr_list[0], sizeof address);
-    return address.s_addr;
+    return addresses;
 }
 
 bool Transport::isNoSOCKS(in_addr_t address) {
@@ -205,29 +218,7 @@ int Transport::_connect(const char* host, unsigned short port) {
     memset(&address, 0, sizeof address);
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
-    std::vector<in_addr_t> addresses;
-    if (isDotNotation(host)) {
-        inet_pton(AF_INET, host, &address.sin_addr);
-        addresses.push_back(address.sin_addr.s_addr);
-    } else {
-        MutexLock hold(*linuxMutex);
-        std::vector<char> scratch(kResolveScratch);
-        struct hostent entry;
-        struct hostent* found = nullptr;
-        int error = 0;
-        while (gethostbyname_r(host, &entry, scratch.data(), scratch.size(), &found, &error) ==
-                   ERANGE &&
-               scratch.size() < kResolveScratchMax) {
-            scratch.resize(scratch.size() * 2);
-        }
-        for (int i = 0; found != nullptr && found->h_addrtype == AF_INET &&
-                        found->h_addr_list[i] != nullptr && i < 64;
-             ++i) {
-            in_addr_t one;
-            memcpy(&one, found->h_addr_list[i], sizeof one);
-            addresses.push_back(one);
-        }
-    }
+    std::vector<in_addr_t> addresses = resolveAll(host);
     if (addresses.empty()) {
         close(s);
         return 1;

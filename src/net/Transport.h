@@ -13,6 +13,8 @@
 
 #include <netinet/in.h>
 
+#include <vector>
+
 class Buffer;
 class Mutex;
 
@@ -119,6 +121,8 @@ private:
     int waitFor(short events);
     // The IPv4 address of a dotted text or a name; INADDR_NONE when unknown.
     static in_addr_t resolve(const char* host);
+    // Every IPv4 address of a dotted text (one) or a name (at most 64); none when unknown.
+    static std::vector<in_addr_t> resolveAll(const char* host);
     static bool isNoSOCKS(in_addr_t address);
     static void addInterfaceNetworks();
 

@@ -7,6 +7,7 @@
 #include <libxslt/xsltInternals.h>
 #include <libxslt/xsltutils.h>
 
+#include <cstring>
 #include <memory>
 #include <mutex>
 
@@ -54,6 +55,38 @@ struct ContextFree {
 
 void quiet(void*, const char*, ...) {}
 
+// Applies a parsed stylesheet to the document `input` parses to, under the shared preferences;
+// `bounded` adds the template-depth and XPath budgets that outside stylesheets get.
+bool run(xsltStylesheetPtr style, xsltSecurityPrefsPtr prefs, const std::string& input,
+         bool bounded, std::string* output) {
+    std::unique_ptr<xmlDoc, DocFree> in(SafeParse::memory(input.data(), input.size()));
+    if (!in) return false;
+    std::unique_ptr<xsltTransformContext, ContextFree> context(
+        xsltNewTransformContext(style, in.get()));
+    if (!context || xsltSetCtxtSecurityPrefs(prefs, context.get()) != 0) return false;
+    if (bounded) {
+        context->maxTemplateDepth = kMaxTemplateDepth;
+        context->maxTemplateVars = kMaxTemplateVars;
+    }
+    if (bounded && context->xpathCtxt != nullptr) {
+        // One budget for the whole transform: the count is never reset between expressions.
+        context->xpathCtxt->opLimit = XPathEval::kOpLimit;
+        context->xpathCtxt->opCount = 0;
+    }
+    std::unique_ptr<xmlDoc, DocFree> result(
+        xsltApplyStylesheetUser(style, in.get(), nullptr, nullptr, nullptr, context.get()));
+    if (!result || context->state != XSLT_STATE_OK) return false;
+    xmlChar* bytes = nullptr;
+    int size = 0;
+    if (xsltSaveResultToString(&bytes, &size, result.get(), style) != 0) {
+        xmlFree(bytes);
+        return false;
+    }
+    if (bytes != nullptr && size > 0) output->assign(reinterpret_cast<const char*>(bytes), size);
+    xmlFree(bytes);
+    return true;
+}
+
 }  // namespace
 
 namespace XSLTTransform {
@@ -78,30 +111,20 @@ bool apply(xmlNodePtr stylesheet, const std::string& input, std::string* output)
     if (!style) return false;
     sheetDoc.release();  // the stylesheet owns it now
 
-    std::unique_ptr<xmlDoc, DocFree> in(SafeParse::memory(input.data(), input.size()));
-    if (!in) return false;
-    std::unique_ptr<xsltTransformContext, ContextFree> context(
-        xsltNewTransformContext(style.get(), in.get()));
-    if (!context || xsltSetCtxtSecurityPrefs(prefs, context.get()) != 0) return false;
-    context->maxTemplateDepth = kMaxTemplateDepth;
-    context->maxTemplateVars = kMaxTemplateVars;
-    if (context->xpathCtxt != nullptr) {
-        // One budget for the whole transform: the count is never reset between expressions.
-        context->xpathCtxt->opLimit = XPathEval::kOpLimit;
-        context->xpathCtxt->opCount = 0;
-    }
-    std::unique_ptr<xmlDoc, DocFree> result(
-        xsltApplyStylesheetUser(style.get(), in.get(), nullptr, nullptr, nullptr, context.get()));
-    if (!result || context->state != XSLT_STATE_OK) return false;
-    xmlChar* bytes = nullptr;
-    int size = 0;
-    if (xsltSaveResultToString(&bytes, &size, result.get(), style.get()) != 0) {
-        xmlFree(bytes);
-        return false;
-    }
-    if (bytes != nullptr && size > 0) output->assign(reinterpret_cast<const char*>(bytes), size);
-    xmlFree(bytes);
-    return true;
+    return run(style.get(), prefs, input, true, output);
+}
+
+bool applyOwn(const char* stylesheet, const std::string& input, std::string* output) {
+    output->clear();
+    xsltSecurityPrefsPtr prefs = sharedPrefs();
+    if (stylesheet == nullptr || prefs == nullptr) return false;
+    xsltSetGenericErrorFunc(nullptr, quiet);
+    std::unique_ptr<xmlDoc, DocFree> sheetDoc(SafeParse::memory(stylesheet, strlen(stylesheet)));
+    if (!sheetDoc) return false;
+    std::unique_ptr<xsltStylesheet, StyleFree> style(xsltParseStylesheetDoc(sheetDoc.get()));
+    if (!style) return false;
+    sheetDoc.release();  // the stylesheet owns it now
+    return run(style.get(), prefs, input, false, output);
 }
 
 }  // namespace XSLTTransform
